@@ -1,0 +1,32 @@
+#include "vesk_base/file_modes.h"
+
+#include <QtCore/QFile>
+
+#include <sys/stat.h>
+
+namespace VESK
+{
+
+namespace
+{
+
+constexpr int maxMode = 07777; // permissions with set-user, set-group and sticky
+
+} // namespace
+
+bool changeMode(const QString &path, int mode)
+{
+    if (path.isEmpty() || mode < 0 || mode > maxMode)
+        return false;
+    return ::chmod(QFile::encodeName(path).constData(), static_cast<mode_t>(mode)) == 0;
+}
+
+bool hasMode(const QString &path, int mode)
+{
+    struct stat status;
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+        return false;
+    return static_cast<int>(status.st_mode & maxMode) == mode;
+}
+
+} // namespace VESK

@@ -1,0 +1,224 @@
+#include "vesk_base/message_channel.h"
+
+#include "vesk_base/message_kind.h"
+#include "vesk_base/socket_option.h"
+
+#include <QtCore/QTextCodec>
+#include <QtCore/QtEndian>
+
+#include <algorithm>
+#include <chrono>
+
+namespace VESK
+{
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t magic = 0x5645534B; // "VESK"
+constexpr int headerSize = 12; // bytes: magic, kind, length of the payload
+constexpr int sliceMs = 50; // longest time in one UDT call, and so the delay of a stop
+constexpr std::chrono::seconds patienceAfterStop(2);
+constexpr int firstBuffer = 64 << 10; // bytes; the buffer doubles from here as they come in
+constexpr int packetOverhead = 44; // bytes of a packet of UDT_MSS bytes that carry no data: IP, UDP, UDT
+constexpr int defaultPacketSize = 1500; // UDT's own default for UDT_MSS
+constexpr int utf8Mib = 106; // IANA's number for UTF-8
+
+std::uint32_t payloadLimit(int kind)
+{
+    return kind == number(MessageKind::ListContent) ? MessageChannel::maxListPayload : MessageChannel::maxPayload;
+}
+
+/// Data bytes in a full packet of this connection.
+int packetPayload(UDTSOCKET socket)
+{
+    int packetSize = 0;
+    int size = sizeof packetSize;
+    if (UDT::getsockopt(socket, 0, UDT_MSS, &packetSize, &size) == UDT::ERROR || packetSize <= packetOverhead)
+        packetSize = defaultPacketSize;
+    return packetSize - packetOverhead;
+}
+
+/// How much to hand to the next UDT::send. A message that ends with a full packet is delivered 0.1 s late
+/// (the receiver acknowledges it by timer only); every send begins a new packet, so a last byte that is
+/// sent by itself avoids that.
+int nextPortion(int remaining, int payloadOfPacket)
+{
+    return remaining > 1 && remaining % payloadOfPacket == 0 ? remaining - 1 : remaining;
+}
+
+/// Strict decoding; a byte order mark is text like any other.
+bool decodeUtf8(const QByteArray &bytes, QString &text)
+{
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+    const QString decoded = QTextCodec::codecForMib(utf8Mib)->toUnicode(bytes.constData(), bytes.size(), &state);
+    if (state.invalidChars != 0 || state.remainingChars != 0)
+        return false;
+    text = decoded;
+    return true;
+}
+
+} // namespace
+
+/// The waiting of one `send` or `recv`: blocking calls in short slices, with a look at the flags between.
+class MessageChannel::Wait
+{
+public:
+    enum class Direction { Sending, Receiving };
+
+    Wait(UDTSOCKET socket, StopFlags *flags, Direction direction)
+        : m_flags(flags)
+        , m_blocking(socket, direction == Direction::Sending ? UDT_SNDSYN : UDT_RCVSYN, true)
+        , m_timeout(socket, direction == Direction::Sending ? UDT_SNDTIMEO : UDT_RCVTIMEO, sliceMs)
+        , m_idleLimitMs(m_timeout.oldValue(-1))
+        , m_lastProgress(Clock::now())
+    {
+        if (m_flags)
+            m_flags->active = true;
+    }
+
+    void progressed()
+    {
+        m_lastProgress = Clock::now();
+        m_anyProgress = true;
+    }
+
+    bool anyProgress() const { return m_anyProgress; }
+
+    /// May another slice be spent?
+    bool mayGoOn() const
+    {
+        const auto idle = Clock::now() - m_lastProgress;
+        if (m_flags && !m_flags->active)
+            return false;
+        if (m_flags && m_flags->stopRequested && idle >= patienceAfterStop)
+            return false;
+        return m_idleLimitMs < 0 || idle < std::chrono::milliseconds(m_idleLimitMs);
+    }
+
+private:
+    StopFlags *const m_flags;
+    const ScopedSocketOption<bool> m_blocking;
+    const ScopedSocketOption<int> m_timeout;
+    const int m_idleLimitMs;
+    Clock::time_point m_lastProgress;
+    bool m_anyProgress = false;
+};
+
+MessageChannel::MessageChannel(int socket, StopFlags *flags)
+    : m_socket(socket)
+    , m_flags(flags)
+{
+}
+
+bool MessageChannel::send(int kind, const QString &text)
+{
+    m_lastErrorCode = 0;
+    if (m_broken || !text.isValidUtf16())
+        return false;
+    const QByteArray payload = text.toUtf8();
+    if (static_cast<std::uint32_t>(payload.size()) > payloadLimit(kind))
+        return false;
+
+    QByteArray frame(headerSize, Qt::Uninitialized);
+    qToBigEndian<quint32>(magic, frame.data());
+    qToBigEndian<quint32>(static_cast<quint32>(kind), frame.data() + 4);
+    qToBigEndian<quint32>(static_cast<quint32>(payload.size()), frame.data() + 8);
+    frame += payload;
+
+    Wait wait(m_socket, m_flags, Wait::Direction::Sending);
+    if (sendAll(frame, wait))
+        return true;
+    m_broken = wait.anyProgress();
+    return false;
+}
+
+bool MessageChannel::recv(int kind, QString &text)
+{
+    int received = 0;
+    QString content;
+    if (!recvAny(received, content) || received != kind)
+        return false;
+    text = content;
+    return true;
+}
+
+bool MessageChannel::recvAny(int &kind, QString &text)
+{
+    m_lastErrorCode = 0;
+    if (m_broken)
+        return false;
+
+    Wait wait(m_socket, m_flags, Wait::Direction::Receiving);
+    char header[headerSize];
+    if (!receiveAll(header, headerSize, wait)) {
+        m_broken = wait.anyProgress();
+        return false;
+    }
+    const int announcedKind = static_cast<int>(qFromBigEndian<quint32>(header + 4));
+    const std::uint32_t length = qFromBigEndian<quint32>(header + 8);
+    QByteArray payload;
+    if (qFromBigEndian<quint32>(header) != magic || length > payloadLimit(announcedKind)
+        || !receivePayload(length, payload, wait)) {
+        m_broken = true;
+        return false;
+    }
+    kind = announcedKind;
+    return decodeUtf8(payload, text);
+}
+
+bool MessageChannel::sendAll(const QByteArray &frame, Wait &wait)
+{
+    const int fullPacket = packetPayload(m_socket);
+    int sent = 0;
+    while (sent < frame.size()) {
+        const int count = UDT::send(m_socket, frame.constData() + sent, nextPortion(frame.size() - sent, fullPacket), 0);
+        if (count > 0) {
+            sent += count;
+            wait.progressed();
+        } else if (const int code = UDT::getlasterror().getErrorCode(); code != CUDTException::ETIMEOUT) {
+            m_lastErrorCode = code;
+            return false;
+        }
+        if (sent < frame.size() && !wait.mayGoOn())
+            return false;
+    }
+    return true;
+}
+
+bool MessageChannel::receiveAll(char *data, int size, Wait &wait)
+{
+    int received = 0;
+    while (received < size) {
+        const int count = UDT::recv(m_socket, data + received, size - received, 0);
+        if (count > 0) {
+            received += count;
+            wait.progressed();
+        } else if (const int code = UDT::getlasterror().getErrorCode(); code != CUDTException::ETIMEOUT) {
+            m_lastErrorCode = code;
+            return false;
+        }
+        if (received < size && !wait.mayGoOn())
+            return false;
+    }
+    return true;
+}
+
+bool MessageChannel::receivePayload(std::uint32_t length, QByteArray &payload, Wait &wait)
+{
+    // The announced length is only a claim: memory follows the bytes that really come.
+    const int total = static_cast<int>(length);
+    int received = 0;
+    while (received < total) {
+        const int portion = std::min(total - received, std::max(firstBuffer, received));
+        payload.resize(received + portion);
+        if (!receiveAll(payload.data() + received, portion, wait))
+            return false;
+        received += portion;
+    }
+    return true;
+}
+
+} // namespace VESK
