@@ -28,7 +28,8 @@ constexpr int utf8Mib = 106; // IANA's number for UTF-8
 
 std::uint32_t payloadLimit(int kind)
 {
-    return kind == number(MessageKind::ListContent) ? MessageChannel::maxListPayload : MessageChannel::maxPayload;
+    return kind == number(MessageKind::ListContent) ? MessageChannel::maxListPayload
+                                                    : MessageChannel::maxPayload;
 }
 
 /// Data bytes in a full packet of this connection.
@@ -53,7 +54,8 @@ int nextPortion(int remaining, int payloadOfPacket)
 bool decodeUtf8(const QByteArray &bytes, QString &text)
 {
     QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
-    const QString decoded = QTextCodec::codecForMib(utf8Mib)->toUnicode(bytes.constData(), bytes.size(), &state);
+    const QString decoded =
+        QTextCodec::codecForMib(utf8Mib)->toUnicode(bytes.constData(), bytes.size(), &state);
     if (state.invalidChars != 0 || state.remainingChars != 0)
         return false;
     text = decoded;
@@ -174,7 +176,8 @@ bool MessageChannel::sendAll(const QByteArray &frame, Wait &wait)
     const int fullPacket = packetPayload(m_socket);
     int sent = 0;
     while (sent < frame.size()) {
-        const int count = UDT::send(m_socket, frame.constData() + sent, nextPortion(frame.size() - sent, fullPacket), 0);
+        const int count =
+            UDT::send(m_socket, frame.constData() + sent, nextPortion(frame.size() - sent, fullPacket), 0);
         if (count > 0) {
             sent += count;
             wait.progressed();

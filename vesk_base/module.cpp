@@ -33,7 +33,7 @@ std::unique_ptr<Module> Module::load(const QString &path, QString *error)
 
 Module::Handler Module::createHandler() const
 {
-    return Handler(m_create(), Destroyer {m_destroy});
+    return Handler(m_create(), Destroyer{m_destroy});
 }
 
 } // namespace VESK

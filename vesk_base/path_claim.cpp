@@ -24,7 +24,8 @@ QString resolved(const QString &path)
             return existing + rest;
         rest = existing.mid(cut) + rest;
         existing.truncate(cut);
-        const QString canonical = QFileInfo(existing.isEmpty() ? QStringLiteral("/") : existing).canonicalFilePath();
+        const QString canonical =
+            QFileInfo(existing.isEmpty() ? QStringLiteral("/") : existing).canonicalFilePath();
         if (!canonical.isEmpty())
             return canonical + rest;
     }

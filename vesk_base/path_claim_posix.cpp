@@ -16,7 +16,7 @@ namespace VESK
 
 std::intptr_t PathClaim::open(const QByteArray &name)
 {
-    sockaddr_un address {};
+    sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (static_cast<size_t>(name.size()) + 1 > sizeof address.sun_path)
         return none;

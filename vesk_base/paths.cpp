@@ -41,7 +41,8 @@ QString headOfName(const QString &name)
     int bytes = 0;
     int i = 0;
     while (i < name.size()) {
-        const int units = name[i].isHighSurrogate() && i + 1 < name.size() && name[i + 1].isLowSurrogate() ? 2 : 1;
+        const int units =
+            name[i].isHighSurrogate() && i + 1 < name.size() && name[i + 1].isLowSurrogate() ? 2 : 1;
         bytes += name.mid(i, units).toUtf8().size();
         if (bytes > maxHeadBytes)
             break;
@@ -52,7 +53,8 @@ QString headOfName(const QString &name)
 
 bool isHexDigit(QChar c)
 {
-    return (c >= QLatin1Char('0') && c <= QLatin1Char('9')) || (c >= QLatin1Char('a') && c <= QLatin1Char('f'));
+    return (c >= QLatin1Char('0') && c <= QLatin1Char('9'))
+        || (c >= QLatin1Char('a') && c <= QLatin1Char('f'));
 }
 
 } // namespace

@@ -25,8 +25,8 @@ public:
 
     ~ScopedSocketOption()
     {
-        if (m_known)
-            (void)UDT::setsockopt(m_socket, 0, m_option, &m_old, sizeof(Value)); // the socket may be gone by now
+        if (m_known) // by now the socket may be gone, and with it the need
+            (void)UDT::setsockopt(m_socket, 0, m_option, &m_old, sizeof(Value));
     }
 
     ScopedSocketOption(const ScopedSocketOption &) = delete;
@@ -38,7 +38,7 @@ public:
 private:
     const UDTSOCKET m_socket;
     const UDTOpt m_option;
-    Value m_old {};
+    Value m_old{};
     bool m_known = false;
 };
 

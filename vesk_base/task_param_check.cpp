@@ -16,9 +16,10 @@ constexpr int maxCharacters = 32768;
 // What the server's host sets or the handler writes. A client that could set one of them would choose the
 // storage directory, the modes, the socket, or the file that a cancel removes.
 const char *const reservedKeys[] = {
-    "mountPath", "appPath", "fileMod", "dirMod", "logFile", "transtat-rec", "endPoint", "clientSocket",
-    "serverSocket", "total", "tmpFilePath", "respondStatus", "beginTime", "endTime", "transferBeginSize",
-    "transferEndSize", "clientIp", "clientPort", "path",
+    "mountPath",       "appPath",       "fileMod",      "dirMod",       "logFile",
+    "transtat-rec",    "endPoint",      "clientSocket", "serverSocket", "total",
+    "tmpFilePath",     "respondStatus", "beginTime",    "endTime",      "transferBeginSize",
+    "transferEndSize", "clientIp",      "clientPort",   "path",
 };
 
 const char *const pathKeys[] = {"fileName", "srcPath", "destPath", "rootPath"};
@@ -47,7 +48,8 @@ bool isAcceptableTaskParam(const ParamMap &map)
     if (map.size() > maxKeys)
         return false;
     for (auto entry = map.cbegin(); entry != map.cend(); ++entry) {
-        if (isReserved(entry.key()) || entry.key().size() > maxCharacters || entry.value().size() > maxCharacters)
+        if (isReserved(entry.key()) || entry.key().size() > maxCharacters
+            || entry.value().size() > maxCharacters)
             return false;
     }
     return std::all_of(std::begin(pathKeys), std::end(pathKeys),

@@ -92,7 +92,8 @@ private:
 QString sizeAndHash(QFile &file)
 {
     Hasher hasher;
-    const qint64 size = readToEnd(file, [&](const char *data, qint64 length) { return hasher.update(data, length); });
+    const qint64 size =
+        readToEnd(file, [&](const char *data, qint64 length) { return hasher.update(data, length); });
     return size < 0 ? QString() : hasher.value(size);
 }
 

@@ -175,7 +175,7 @@ private:
     ParamMap m_innerParams;
 
     StopFlags m_stopFlags;
-    std::atomic<bool> m_checkNextMap {false}; // the next setParams merges what a client sent
+    std::atomic<bool> m_checkNextMap{false}; // the next setParams merges what a client sent
 
     QMutex m_claimMutex; // guards m_claim, which is set while a task runs
     std::unique_ptr<PathClaim> m_claim;
