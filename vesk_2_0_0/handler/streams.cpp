@@ -1,0 +1,104 @@
+#include "vesk_2_0_0/handler/vesk_handler_2_0_0.h"
+
+#include "vesk_2_0_0/handler/file_handle.h"
+#include "vesk_2_0_0/handler/file_stream.h"
+#include "vesk_2_0_0/handler/operation.h"
+#include "vesk_2_0_0/handler/param_keys.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+#include <QtCore/QMutexLocker>
+
+#include <cerrno>
+
+namespace VESK
+{
+
+namespace
+{
+
+constexpr unsigned int readBit = 1;
+
+/// Opens `file`; false with the reason in `error`. Only regular files and what is yet to be created: opening
+/// a FIFO would wait for somebody at its other end.
+bool openRegular(QFile &file, QIODevice::OpenMode mode, QString &error)
+{
+    const QFileInfo info(file.fileName());
+    if (info.exists() && !info.isFile()) {
+        error = QString::fromLatin1("Not a regular file");
+        return false;
+    }
+    if (file.open(mode))
+        return true;
+    error = file.errorString();
+    return false;
+}
+
+} // namespace
+
+std::fstream *VeskHandler2_0_0::getStream()
+{
+    const QMutexLocker lock(&m_mutex);
+    return m_stream;
+}
+
+void VeskHandler2_0_0::setStream(std::fstream *stream)
+{
+    const QMutexLocker lock(&m_mutex);
+    m_stream = stream;
+}
+
+bool VeskHandler2_0_0::createStream(const QString &path, unsigned int mode)
+{
+    const Operation op(*this, "createStream");
+    const bool reading = (mode & readBit) != 0;
+    const char *const handleMode = reading ? "rb" : "ab+";
+
+    const QMutexLocker lock(&m_mutex);
+    delete m_opener;
+    m_opener = new QFile(path); // it understands every path, which the C library does not
+    QString error;
+    const bool opened = openRegular(
+        *m_opener, reading ? QIODevice::ReadOnly : QIODevice::ReadWrite | QIODevice::Append, error);
+    const int descriptor = opened ? duplicateDescriptor(m_opener->handle()) : -1;
+    const int duplicateError = errno;
+    delete m_opener;
+    m_opener = nullptr;
+    if (!opened)
+        return op.fail("%1: QFile open file %2 failed.error %3", path, error);
+
+    std::FILE *const handle = descriptor == -1 ? nullptr : openHandle(descriptor, handleMode);
+    if (handle == nullptr) {
+        const int code = descriptor == -1 ? duplicateError : errno;
+        if (descriptor != -1)
+            closeDescriptor(descriptor);
+        return op.fail("%1: Fd open file %2 failed.error %3", path, QString::number(code));
+    }
+
+    m_stream = new FileStream(handle, reading ? FileStream::Use::Sending : FileStream::Use::Receiving);
+    if (!m_stream->is_open()) {
+        const int code = errno;
+        m_stream->clear();
+        delete m_stream; // closes the handle, and the descriptor with it
+        m_stream = nullptr;
+        return op.fail("%1: open file %2 failed.error %3", path, QString::number(code));
+    }
+    setParam(Key::beginTime, QString::number(QDateTime::currentMSecsSinceEpoch()));
+    return true;
+}
+
+bool VeskHandler2_0_0::destroyStream()
+{
+    const QMutexLocker lock(&m_mutex);
+    if (m_stream != nullptr) {
+        m_stream->close();
+        m_stream->clear();
+        delete m_stream;
+        m_stream = nullptr;
+    }
+    clearActivity();
+    return true;
+}
+
+} // namespace VESK

@@ -1,0 +1,86 @@
+#include "vesk_2_0_0/protocol/bulk_transfer.h"
+
+#include "vesk_2_0_0/handler/operation.h"
+#include "vesk_2_0_0/handler/param_keys.h"
+#include "vesk_base/socket_option.h"
+
+#include <udt/udt.h>
+
+namespace VESK
+{
+
+namespace
+{
+
+constexpr int sendBlock = 364000; // bytes; 250 packets of the usual size
+constexpr int receiveBlock = 20 * sendBlock;
+constexpr unsigned int readBinary = 33; // in (1) and binary (32)
+
+/// Text of the last UDT error of this thread; to be read before anything else calls UDT.
+QString udtError()
+{
+    return QString::fromLocal8Bit(UDT::getlasterror().getErrorMessage());
+}
+
+/// Opens the task's stream; null, after a log line that names `path`, on failure.
+std::fstream *openStream(const Operation &op, const QString &opened, unsigned int mode, const QString &path)
+{
+    if (!op.handler().createStream(opened, mode)) {
+        op.error("%1: createStream %2 failed.", path);
+        return nullptr;
+    }
+    std::fstream *const stream = op.handler().getStream();
+    if (stream == nullptr)
+        op.error("%1: getStream %2 failed.", path);
+    return stream;
+}
+
+void closeStream(const Operation &op, std::int64_t position)
+{
+    op.handler().setParam(Key::transferEndSize, QString::number(position));
+    op.handler().destroyStream();
+}
+
+} // namespace
+
+bool sendBulk(const Operation &op, const OutgoingFile &file, std::int64_t &position)
+{
+    std::fstream *const stream = openStream(op, file.path, readBinary, file.path);
+    if (stream == nullptr)
+        return false;
+
+    QString error;
+    {
+        const ScopedSocketOption<bool> blocking(file.socket, UDT_SNDSYN,
+                                                true); // else the call would never wake
+        if (UDT::sendfile(file.socket, *stream, position, file.size - position, sendBlock) == UDT::ERROR)
+            error = udtError();
+    }
+    closeStream(op, position);
+    if (error.isNull())
+        return true;
+    op.checkStatus();
+    return op.fail("%1: sendfile %2 failed.\n%3", file.path, error);
+}
+
+bool receiveBulk(const Operation &op, const IncomingFile &file, std::int64_t &position)
+{
+    std::fstream *const stream = openStream(op, file.temporary, file.openMode, file.target);
+    if (stream == nullptr)
+        return false;
+
+    QString error;
+    {
+        const ScopedSocketOption<bool> blocking(file.socket, UDT_RCVSYN,
+                                                true); // else the call would never wake
+        if (UDT::recvfile(file.socket, *stream, position, file.size - position, receiveBlock) == UDT::ERROR)
+            error = udtError();
+    }
+    closeStream(op, position);
+    if (error.isNull())
+        return true;
+    op.checkStatus();
+    return op.fail("%1: recvfile %2 failed.\n%3", file.target, error);
+}
+
+} // namespace VESK

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "vesk_base/param_map.h"
+
+#include <QtCore/QStringList>
+
+#include <optional>
+
+namespace VESK
+{
+
+class Operation;
+
+// The two messages that open every task: the client's TaskParam and the server's TaskParamAck. Each chapter
+// logs its own failure; false and nothing only pass it on.
+
+/// The listed parameters of the task, to be sent; on failure they are dumped to the log.
+std::optional<ParamMap> collectParams(const Operation &op, const QStringList &keys);
+
+bool sendTaskParam(const Operation &op, const ParamMap &params);
+
+/// The server's answer, accepting or not.
+std::optional<ParamMap> receiveAck(const Operation &op);
+
+/// Does the answer accept the task? If not, the server's error type becomes the last error.
+bool isAccepted(const Operation &op, const ParamMap &ack);
+
+/// Sends the server's answer.
+bool sendAck(const Operation &op, const ParamMap &ack);
+
+} // namespace VESK

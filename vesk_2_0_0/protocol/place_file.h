@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QtCore/QString>
+
+#include <cstdint>
+
+namespace VESK
+{
+
+class Operation;
+
+// How a received file gets to its place, at whichever end receives it.
+
+/// The temporary file of `target`, recorded under `tmpFilePath`; empty, after a log line, when another
+/// running task is writing it.
+QString takeTemporaryFile(const Operation &op, const QString &target);
+
+/// The size of a file in bytes, 0 when it does not exist: where a resumed transfer goes on.
+std::int64_t sizeOnDisk(const QString &path);
+
+/// The open mode that stands for a fresh start with the replace switch, and for going on without. The
+/// stream is opened for appending in both cases.
+unsigned int receivingMode(bool replace);
+
+/// Deletes a temporary file that the other end cannot continue.
+bool dropTemporaryFile(const Operation &op, const QString &temporary);
+
+bool makeDirectory(const Operation &op, const QString &directory);
+
+/// Deletes what stood at `target` before the task, if anything did.
+bool removeOldTarget(const Operation &op, const QString &target, bool existed);
+
+bool renameIntoPlace(const Operation &op, const QString &temporary, const QString &target);
+
+} // namespace VESK
