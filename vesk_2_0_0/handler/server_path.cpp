@@ -18,6 +18,11 @@ std::optional<QString> serverRoot(const Operation &op)
     return VeskBase::pathJoin(storage, op.param(Key::rootPath));
 }
 
+void announce(const Operation &op, const QString &path)
+{
+    op.info("%1: %2 ...", path);
+}
+
 int permissionMode(const Operation &op, QLatin1String key)
 {
     constexpr int defaultMode = 777; // decimal, octal 1411: peers of this version have always applied it so

@@ -14,6 +14,9 @@ class Operation;
 /// Nothing, after a log line, when the application is unknown.
 std::optional<QString> serverRoot(const Operation &op);
 
+/// Logs that work on `path` begins.
+void announce(const Operation &op, const QString &path);
+
 /// A permission mode from the parameters: octal digits, or the number 777 (decimal) when it is empty. Text
 /// that is not octal gives 0.
 int permissionMode(const Operation &op, QLatin1String key);

@@ -42,8 +42,14 @@ public:
 
     bool request() override;
     bool uploadRequest() override;
+    bool downloadRequest() override;
+    bool listRequest() override;
+    bool createDirRequest() override;
     bool respond() override;
     bool uploadRespond() override;
+    bool downloadRespond() override;
+    bool listRespond() override;
+    bool createDirRespond() override;
 
     /// Empty while the task runs normally, "pause" or "cancel" after those calls. Any thread.
     QString getStatus();

@@ -56,11 +56,30 @@ bool isAccepted(const Operation &op, const ParamMap &ack)
     return false;
 }
 
+bool openTask(const Operation &op, const QStringList &keys)
+{
+    const std::optional<ParamMap> params = collectParams(op, keys);
+    if (!params || !sendTaskParam(op, *params))
+        return false;
+    const std::optional<ParamMap> ack = receiveAck(op);
+    return ack && isAccepted(op, *ack);
+}
+
+void noteSecondPass(const Operation &op, const QString &path)
+{
+    op.info("%1: file %2 second pass.", path);
+}
+
 bool sendAck(const Operation &op, const ParamMap &ack)
 {
     if (!op.handler().send(number(MessageKind::TaskParamAck), VeskBase::serializeParam(ack)))
         return op.fail("%1: send TaskParamAck failed.");
     return true;
+}
+
+bool sendAcceptance(const Operation &op)
+{
+    return sendAck(op, {{Key::ackRespond, Word::yes}});
 }
 
 } // namespace VESK

@@ -2,6 +2,7 @@
 
 #include "vesk_2_0_0/handler/operation.h"
 #include "vesk_2_0_0/handler/param_keys.h"
+#include "vesk_2_0_0/handler/server_path.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -47,6 +48,13 @@ bool makeDirectory(const Operation &op, const QString &directory)
 {
     if (!VeskBase::mkdir(directory))
         return op.fail("%1: mkdir %2 failed.", directory);
+    return true;
+}
+
+bool setDirectoryModes(const Operation &op, const QString &root, const QString &directory)
+{
+    if (!VeskBase::chmodRecursively(root, directory, permissionMode(op, Key::dirMod)))
+        return op.fail("%1: chmodRecursively %2 failed.", directory);
     return true;
 }
 

@@ -69,7 +69,7 @@ bool VeskHandler2_0_0::uploadRequest()
     if (!isAccepted(op, *ack))
         return false;
     if (ack->value(Key::bTransfer) == Word::no) {
-        op.info("%1: file %2 second pass.", path);
+        noteSecondPass(op, path);
         return true;
     }
     if (resume < 0 || resume > status.size)

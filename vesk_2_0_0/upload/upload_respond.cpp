@@ -67,13 +67,6 @@ bool settleOffset(const Operation &op, const OfferedFile &offer, const QString &
     return dropTemporaryFile(op, temporary);
 }
 
-bool setDirectoryModes(const Operation &op, const QString &root, const QString &directory)
-{
-    if (!VeskBase::chmodRecursively(root, directory, permissionMode(op, Key::dirMod)))
-        return op.fail("%1: chmodRecursively %2 failed.", directory);
-    return true;
-}
-
 bool setFileMode(const Operation &op, const QString &temporary)
 {
     if (!VeskBase::chmod(temporary, permissionMode(op, Key::fileMod)))
@@ -92,7 +85,7 @@ bool VeskHandler2_0_0::uploadRespond()
     if (!root)
         return false;
     const QString target = pathJoin(pathJoin(*root, op.param(Key::destPath)), op.param(Key::fileName));
-    op.info("%1: %2 ...", target);
+    announce(op, target);
 
     const bool existed = exist(target);
     const bool transfer = needsUpload(gatherFacts(op, offer, target, existed));
@@ -111,7 +104,7 @@ bool VeskHandler2_0_0::uploadRespond()
     if (!sendAck(op, ack))
         return false;
     if (!transfer) {
-        op.info("%1: file %2 second pass.", target);
+        noteSecondPass(op, target);
         UpdateMtime(target, op.name(), offer.mtime);
         return true;
     }
