@@ -1,10 +1,7 @@
 #include "vesk_base/message_channel.h"
 
-#include "vesk_base/message_kind.h"
+#include "vesk_base/frame.h"
 #include "vesk_base/socket_option.h"
-
-#include <QtCore/QTextCodec>
-#include <QtCore/QtEndian>
 
 #include <algorithm>
 #include <chrono>
@@ -17,20 +14,11 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint32_t magic = 0x5645534B; // "VESK"
-constexpr int headerSize = 12; // bytes: magic, kind, length of the payload
 constexpr int sliceMs = 50; // longest time in one UDT call, and so the delay of a stop
 constexpr std::chrono::seconds patienceAfterStop(2);
 constexpr int firstBuffer = 64 << 10; // bytes; the buffer doubles from here as they come in
 constexpr int packetOverhead = 44; // bytes of a packet of UDT_MSS bytes that carry no data: IP, UDP, UDT
 constexpr int defaultPacketSize = 1500; // UDT's own default for UDT_MSS
-constexpr int utf8Mib = 106; // IANA's number for UTF-8
-
-std::uint32_t payloadLimit(int kind)
-{
-    return kind == number(MessageKind::ListContent) ? MessageChannel::maxListPayload
-                                                    : MessageChannel::maxPayload;
-}
 
 /// Data bytes in a full packet of this connection.
 int packetPayload(UDTSOCKET socket)
@@ -48,18 +36,6 @@ int packetPayload(UDTSOCKET socket)
 int nextPortion(int remaining, int payloadOfPacket)
 {
     return remaining > 1 && remaining % payloadOfPacket == 0 ? remaining - 1 : remaining;
-}
-
-/// Strict decoding; a byte order mark is text like any other.
-bool decodeUtf8(const QByteArray &bytes, QString &text)
-{
-    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
-    const QString decoded =
-        QTextCodec::codecForMib(utf8Mib)->toUnicode(bytes.constData(), bytes.size(), &state);
-    if (state.invalidChars != 0 || state.remainingChars != 0)
-        return false;
-    text = decoded;
-    return true;
 }
 
 } // namespace
@@ -118,20 +94,12 @@ MessageChannel::MessageChannel(int socket, StopFlags *flags)
 bool MessageChannel::send(int kind, const QString &text)
 {
     m_lastErrorCode = 0;
-    if (m_broken || !text.isValidUtf16())
+    const std::optional<QByteArray> frame = writeFrame(kind, text);
+    if (m_broken || !frame)
         return false;
-    const QByteArray payload = text.toUtf8();
-    if (static_cast<std::uint32_t>(payload.size()) > payloadLimit(kind))
-        return false;
-
-    QByteArray frame(headerSize, Qt::Uninitialized);
-    qToBigEndian<quint32>(magic, frame.data());
-    qToBigEndian<quint32>(static_cast<quint32>(kind), frame.data() + 4);
-    qToBigEndian<quint32>(static_cast<quint32>(payload.size()), frame.data() + 8);
-    frame += payload;
 
     Wait wait(m_socket, m_flags, Wait::Direction::Sending);
-    if (sendAll(frame, wait))
+    if (sendAll(*frame, wait))
         return true;
     m_broken = wait.anyProgress();
     return false;
@@ -154,21 +122,23 @@ bool MessageChannel::recvAny(int &kind, QString &text)
         return false;
 
     Wait wait(m_socket, m_flags, Wait::Direction::Receiving);
-    char header[headerSize];
-    if (!receiveAll(header, headerSize, wait)) {
+    char bytes[frameHeaderSize];
+    if (!receiveAll(bytes, frameHeaderSize, wait)) {
         m_broken = wait.anyProgress();
         return false;
     }
-    const int announcedKind = static_cast<int>(qFromBigEndian<quint32>(header + 4));
-    const std::uint32_t length = qFromBigEndian<quint32>(header + 8);
+    const std::optional<FrameHeader> header = readFrameHeader(bytes);
     QByteArray payload;
-    if (qFromBigEndian<quint32>(header) != magic || length > payloadLimit(announcedKind)
-        || !receivePayload(length, payload, wait)) {
+    if (!header || !receivePayload(header->length, payload, wait)) {
         m_broken = true;
         return false;
     }
-    kind = announcedKind;
-    return decodeUtf8(payload, text);
+    kind = header->kind;
+    const std::optional<QString> decoded = readPayload(payload);
+    if (!decoded)
+        return false;
+    text = *decoded;
+    return true;
 }
 
 bool MessageChannel::sendAll(const QByteArray &frame, Wait &wait)
@@ -209,10 +179,9 @@ bool MessageChannel::receiveAll(char *data, int size, Wait &wait)
     return true;
 }
 
-bool MessageChannel::receivePayload(std::uint32_t length, QByteArray &payload, Wait &wait)
+bool MessageChannel::receivePayload(int total, QByteArray &payload, Wait &wait)
 {
     // The announced length is only a claim: memory follows the bytes that really come.
-    const int total = static_cast<int>(length);
     int received = 0;
     while (received < total) {
         const int portion = std::min(total - received, std::max(firstBuffer, received));

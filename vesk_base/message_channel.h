@@ -6,17 +6,13 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
-#include <cstdint>
-
 namespace VESK
 {
 
 /// Moves framed messages over one UDT connection, in both directions.
 ///
-/// A frame is three big-endian 32-bit words (magic "VESK", kind, length of the payload in bytes) and the
-/// payload, a text in UTF-8; docs/wire-format.md shows one. Handlers use a channel inside
-/// `VeskBase::send` and `recv`; hosts use one of their own for messages of kind 32 and up, on the same
-/// connection and between tasks. The socket stays the caller's, blocking or not.
+/// Handlers use a channel inside `VeskBase::send` and `recv`; hosts use one of their own for messages of kind
+/// 32 and up, on the same connection and between tasks. The socket stays the caller's, blocking or not.
 ///
 /// A channel waits in slices of 50 ms, looks at its stop flags after each, and otherwise waits without
 /// limit unless the socket has a UDT_RCVTIMEO or UDT_SNDTIMEO: that is then the longest time without
@@ -26,11 +22,6 @@ namespace VESK
 class VESK_BASE_EXPORT MessageChannel
 {
 public:
-    /// Largest payload that is sent or accepted, in bytes.
-    static constexpr std::uint32_t maxPayload = 1U << 20;
-    /// The same for listings (kind 9), whose batches hold a hundred paths.
-    static constexpr std::uint32_t maxListPayload = 32U << 20;
-
     /// `flags`, if given, must outlive the channel.
     explicit MessageChannel(int socket, StopFlags *flags = nullptr);
 
@@ -59,7 +50,7 @@ private:
 
     bool sendAll(const QByteArray &frame, Wait &wait);
     bool receiveAll(char *data, int size, Wait &wait);
-    bool receivePayload(std::uint32_t length, QByteArray &payload, Wait &wait);
+    bool receivePayload(int total, QByteArray &payload, Wait &wait);
 
     const int m_socket;
     StopFlags *const m_flags;
