@@ -20,7 +20,8 @@ namespace VESK::Test
 ///
 /// The end of its scope waits for the callable, half a minute at most; one that still runs then would use
 /// objects that are going away, so the program ends with a message.
-template <typename Callable> class Background
+template <typename Callable>
+class Background
 {
     using Returned = std::invoke_result_t<Callable>;
 
