@@ -26,6 +26,10 @@ constexpr std::chrono::seconds patience(15);
 /// How long a task may take to end after a pause or cancel.
 constexpr std::chrono::seconds stopLimit(1);
 
+/// The same when the stop may fall just before a wait begins: that wait is then bounded by two seconds,
+/// since a message that is due still ought to come.
+constexpr std::chrono::seconds lateStopLimit(3);
+
 /// Waits until `condition` holds, `patience` at most; false when it never did.
 bool eventually(const std::function<bool()> &condition);
 
