@@ -1,0 +1,91 @@
+#include "tests/support/udt_pair.h"
+
+#include "tests/support/udt_ports.h"
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+
+namespace VESK::Test
+{
+
+namespace
+{
+
+constexpr int attempts = 5; // a connect can fail by chance, so rarely that twice in a row is news
+
+std::mutex connecting; // one pair at a time, so that each gets its own ends
+std::uint64_t lastTicket = 0; // guarded by it; what a client says first, to be known by
+
+bool receiveTicket(UDTSOCKET socket, std::uint64_t &ticket)
+{
+    auto *const bytes = reinterpret_cast<char *>(&ticket);
+    int received = 0;
+    while (received < static_cast<int>(sizeof ticket)) {
+        const int count = UDT::recv(socket, bytes + received, static_cast<int>(sizeof ticket) - received, 0);
+        if (count <= 0)
+            return false;
+        received += count;
+    }
+    return true;
+}
+
+UDTSOCKET connectClient(std::uint64_t ticket)
+{
+    const UDTSOCKET socket = newClientSocket();
+    if (socket == UDT::INVALID_SOCK)
+        return socket;
+    if (UDT::connect(socket, listenerAddress(), sizeof(sockaddr_in)) != UDT::ERROR
+        && UDT::send(socket, reinterpret_cast<const char *>(&ticket), sizeof ticket, 0) == sizeof ticket)
+        return socket;
+    UDT::close(socket);
+    return UDT::INVALID_SOCK;
+}
+
+/// The accepted socket whose client showed `ticket`; left-overs of failed connects are dropped on the way.
+UDTSOCKET acceptServer(std::uint64_t ticket)
+{
+    for (;;) {
+        const UDTSOCKET socket = UDT::accept(listener(), nullptr, nullptr);
+        std::uint64_t shown = 0;
+        if (socket == UDT::INVALID_SOCK || (receiveTicket(socket, shown) && shown == ticket))
+            return socket;
+        UDT::close(socket);
+    }
+}
+
+} // namespace
+
+UdtPair::UdtPair()
+{
+    const std::lock_guard<std::mutex> lock(connecting);
+    for (int i = 0; i < attempts && m_client == UDT::INVALID_SOCK; ++i)
+        m_client = connectClient(++lastTicket);
+    if (m_client != UDT::INVALID_SOCK)
+        m_server = acceptServer(lastTicket);
+    if (m_server != UDT::INVALID_SOCK)
+        return;
+    std::fprintf(stderr, "No connected UDT sockets: %s\n", UDT::getlasterror().getErrorMessage());
+    std::abort();
+}
+
+UdtPair::~UdtPair()
+{
+    closeClient();
+    closeServer();
+}
+
+void UdtPair::closeClient()
+{
+    UDT::close(m_client);
+}
+
+void UdtPair::closeServer()
+{
+    UDT::close(m_server);
+}
+
+} // namespace VESK::Test
