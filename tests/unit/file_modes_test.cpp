@@ -103,6 +103,13 @@ TEST_F(FileModes, PathsThatLeadNowhereAreRefused)
     EXPECT_EQ(modes(), QList<int>({0755, 0755, 0755}));
 }
 
+TEST_F(FileModes, PathsWithNulAreNotCutThere)
+{
+    EXPECT_FALSE(VeskBase::chmod(path("a"_s) + QChar(0) + "b"_s, 0700));
+    EXPECT_FALSE(VeskBase::chmodRecursively(path("a"_s), path("a/b"_s) + QChar(0) + "c"_s, 0700));
+    EXPECT_EQ(modes(), QList<int>({0755, 0755, 0755}));
+}
+
 using FileModesUpTo = Chain;
 
 TEST_F(FileModesUpTo, ChangeEveryLevelIncludingTheBase)
