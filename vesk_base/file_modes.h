@@ -7,8 +7,8 @@
 namespace VESK
 {
 
-/// Gives `path` the permission mode `mode`, the number itself, 0 to 07777. False outside that range and
-/// when the system refuses. On Windows only the owner's write bit has a meaning.
+/// Gives `path` the permission mode `mode`, the number itself, 0 to 07777. False outside that range, for
+/// a path with a NUL in it and when the system refuses. On Windows only the owner's write bit has a meaning.
 VESK_BASE_EXPORT bool changeMode(const QString &path, int mode);
 
 /// Gives `mode` to `path` and every level above it up to and including `base`, deepest first, so that a

@@ -12,11 +12,17 @@ namespace
 
 constexpr int maxMode = 07777; // permissions with set-user, set-group and sticky
 
+/// A path that the system would not read to its end names another file than it seems to.
+bool isCutByNul(const QString &path)
+{
+    return path.contains(QChar(0));
+}
+
 } // namespace
 
 bool changeMode(const QString &path, int mode)
 {
-    if (path.isEmpty() || mode < 0 || mode > maxMode)
+    if (path.isEmpty() || isCutByNul(path) || mode < 0 || mode > maxMode)
         return false;
     return ::chmod(QFile::encodeName(path).constData(), static_cast<mode_t>(mode)) == 0;
 }
@@ -24,7 +30,7 @@ bool changeMode(const QString &path, int mode)
 bool hasMode(const QString &path, int mode)
 {
     struct stat status;
-    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+    if (isCutByNul(path) || ::stat(QFile::encodeName(path).constData(), &status) != 0)
         return false;
     return static_cast<int>(status.st_mode & maxMode) == mode;
 }

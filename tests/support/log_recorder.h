@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/qt_text.h"
+
 #include <QtCore/QMutex>
 #include <QtCore/QString>
 #include <QtCore/QStringList>

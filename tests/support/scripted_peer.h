@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/support/qt_text.h"
 #include "vesk_base/vesk_base.h"
 
 #include <udt/udt.h>

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <thread>
 
 namespace VESK::Test
 {
@@ -57,6 +58,23 @@ UDTSOCKET acceptServer(std::uint64_t ticket)
     }
 }
 
+/// Polls a counter of the socket, as the library tells nobody when it becomes 0.
+bool waitUntilZero(UDTSOCKET socket, UDTOpt counter, std::chrono::seconds limit)
+{
+    const auto end = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        int value = 0;
+        int size = sizeof value;
+        if (UDT::getsockopt(socket, 0, counter, &value, &size) == UDT::ERROR)
+            return false;
+        if (value == 0)
+            return true;
+        if (std::chrono::steady_clock::now() >= end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
 } // namespace
 
 UdtPair::UdtPair()
@@ -86,6 +104,16 @@ void UdtPair::closeClient()
 void UdtPair::closeServer()
 {
     UDT::close(m_server);
+}
+
+bool waitUntilDelivered(UDTSOCKET socket, std::chrono::seconds limit)
+{
+    return UDT::getsockstate(socket) == CONNECTED && waitUntilZero(socket, UDT_SNDDATA, limit);
+}
+
+bool waitUntilRead(UDTSOCKET socket, std::chrono::seconds limit)
+{
+    return waitUntilZero(socket, UDT_RCVDATA, limit);
 }
 
 } // namespace VESK::Test

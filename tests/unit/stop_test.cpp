@@ -1,0 +1,181 @@
+#include "tests/unit/channel_ends.h"
+
+#include "vesk_base/vesk_base.h"
+
+#include <thread>
+
+using namespace VESK;
+using namespace VESK::Test;
+
+namespace
+{
+
+constexpr int listKind = 9;
+const QString endless(maxListPayload,
+                      QLatin1Char('x')); // beyond all buffers
+
+/// Waits until a call of the channel has begun.
+void waitUntilActive(const StopFlags &flags)
+{
+    while (!flags.active)
+        std::this_thread::yield();
+}
+
+void stop(StopFlags &flags)
+{
+    flags.stopRequested = true;
+    flags.active = false;
+}
+
+using Stop = ChannelEnds;
+
+TEST_F(Stop, EndsAWaitForAMessage)
+{
+    const Background receiver([&] { return m_channel.recv(anyKind, m_text); });
+    waitUntilActive(m_flags);
+    stop(m_flags);
+    EXPECT_EQ(receiver.wait(seconds(1)), false);
+    EXPECT_EQ(m_channel.lastErrorCode(), 0);
+}
+
+TEST_F(Stop, BeforeTheFirstByteLeavesTheStreamInStep)
+{
+    {
+        const Background receiver([&] { return m_channel.recv(anyKind, m_text); });
+        waitUntilActive(m_flags);
+        stop(m_flags);
+        ASSERT_EQ(receiver.wait(seconds(1)), false);
+    }
+    EXPECT_FALSE(m_channel.isBroken());
+    sendRaw(frame(anyKind, "still due"));
+    ASSERT_TRUE(m_channel.recv(anyKind, m_text));
+    EXPECT_EQ(m_text, "still due"_s);
+}
+
+TEST_F(Stop, WithinAMessageBreaksTheChannel)
+{
+    sendRaw(frame(anyKind, "x", 2));
+    {
+        const Background receiver([&] { return m_channel.recv(anyKind, m_text); });
+        ASSERT_TRUE(waitUntilDelivered(m_pair.client()));
+        ASSERT_TRUE(waitUntilRead(m_pair.server()));
+        stop(m_flags);
+        ASSERT_EQ(receiver.wait(seconds(1)), false);
+    }
+    expectBroken();
+}
+
+TEST_F(Stop, EndsASendThatThePeerDoesNotTake)
+{
+    {
+        const Background sender([&] { return m_channel.send(listKind, endless); });
+        EXPECT_FALSE(sender.wait(milliseconds(500)));
+        stop(m_flags);
+        EXPECT_EQ(sender.wait(seconds(1)), false);
+    }
+    expectBroken();
+}
+
+TEST_F(Stop, BetweenTwoCallsLetsADueMessageThrough)
+{
+    stop(m_flags);
+    ASSERT_TRUE(m_channel.send(anyKind, "verdict"_s));
+    ASSERT_TRUE(m_client.recv(anyKind, m_text));
+    const Background receiver([&] { return m_channel.recv(anyKind, m_text); });
+    waitUntilActive(m_flags);
+    EXPECT_FALSE(receiver.wait(milliseconds(300)));
+    sendRaw(frame(anyKind, "answer"));
+    EXPECT_EQ(receiver.wait(seconds(5)), true);
+    EXPECT_EQ(m_text, "answer"_s);
+}
+
+TEST_F(Stop, BetweenTwoCallsBoundsTheNextWait)
+{
+    stop(m_flags);
+    const Background receiver([&] { return m_channel.recv(anyKind, m_text); });
+    EXPECT_FALSE(receiver.wait(seconds(1)));
+    EXPECT_EQ(receiver.wait(seconds(5)), false);
+    EXPECT_FALSE(m_channel.isBroken());
+}
+
+TEST_F(Stop, BetweenTwoCallsBoundsTheNextSend)
+{
+    stop(m_flags);
+    const Background sender([&] { return m_channel.send(listKind, endless); });
+    EXPECT_EQ(sender.wait(seconds(15)), false); // after the buffers have filled
+}
+
+TEST_F(Stop, ByTheActivityFlagAloneEndsOneCallOnly)
+{
+    for (int round = 0; round < 3; ++round) {
+        const Background receiver([&] { return m_channel.recv(anyKind, m_text); });
+        waitUntilActive(m_flags);
+        m_flags.active = false;
+        ASSERT_EQ(receiver.wait(seconds(1)), false);
+    }
+    const Background receiver([&] { return m_channel.recv(anyKind, m_text); });
+    EXPECT_FALSE(receiver.wait(seconds(3))); // longer than what a remembered stop grants
+    sendRaw(frame(anyKind, "x"));
+    EXPECT_EQ(receiver.wait(seconds(5)), true);
+}
+
+TEST_F(Stop, ClosingTheSocketEndsAWait)
+{
+    const Background receiver([&] { return m_channel.recv(anyKind, m_text); });
+    waitUntilActive(m_flags);
+    m_pair.closeServer();
+    EXPECT_EQ(receiver.wait(seconds(5)), false);
+    EXPECT_NE(m_channel.lastErrorCode(), 0);
+}
+
+/// What a handler can do to its base.
+class Stoppable : public VeskBase
+{
+public:
+    explicit Stoppable(UDTSOCKET socket)
+    {
+        presetParam("endPoint"_s, "server"_s);
+        presetParam("serverSocket"_s, QString::number(socket));
+    }
+    using VeskBase::clearActivity;
+    using VeskBase::requestStop;
+};
+
+TEST_F(Stop, OfAHandlerEndsItsWait)
+{
+    Stoppable handler(m_pair.server());
+    const Background receiver([&] { return handler.recv(anyKind, m_text); });
+    EXPECT_FALSE(receiver.wait(milliseconds(200)));
+    handler.requestStop();
+    EXPECT_EQ(receiver.wait(seconds(5)), false); // the call may only have begun afterwards
+}
+
+TEST_F(Stop, OfAHandlersActivityEndsItsWaitAndNoLaterOne)
+{
+    Stoppable handler(m_pair.server());
+    {
+        const Background receiver([&] { return handler.recv(anyKind, m_text); });
+        while (!receiver.wait(milliseconds(10)))
+            handler.clearActivity(); // again, as the call raises the flag when it begins
+        ASSERT_EQ(receiver.wait(seconds(0)), false);
+    }
+    sendRaw(frame(anyKind, "verdict"));
+    ASSERT_TRUE(handler.recv(anyKind, m_text));
+    ASSERT_TRUE(handler.send(anyKind, "closing"_s));
+    ASSERT_TRUE(m_client.recv(anyKind, m_text));
+    EXPECT_EQ(m_text, "closing"_s);
+}
+
+TEST_F(Stop, FromManyThreadsAtOnceIsHarmless)
+{
+    Stoppable handler(m_pair.server());
+    const Background receiver([&] { return handler.recv(anyKind, m_text); });
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([&] { handler.requestStop(); });
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(receiver.wait(seconds(5)), false);
+}
+
+} // namespace
