@@ -2,6 +2,7 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QDebug>
+#include <QtCore/QMap>
 #include <QtCore/QString>
 
 #include <ostream>
@@ -29,4 +30,11 @@ inline void PrintTo(const QByteArray &bytes, std::ostream *out)
 {
     constexpr int shown = 64; // bytes; test contents can be megabytes
     *out << bytes.size() << " bytes, hex " << bytes.left(shown).toHex().constData();
+}
+
+inline void PrintTo(const QMap<QString, QString> &map, std::ostream *out)
+{
+    for (auto entry = map.cbegin(); entry != map.cend(); ++entry)
+        *out << "\n  [" << entry.key().toUtf8().constData() << "] = [" << entry.value().toUtf8().constData()
+             << ']';
 }

@@ -2,7 +2,7 @@
 
 #include "tests/support/background.h"
 #include "tests/support/log_recorder.h"
-#include "tests/support/qt_printers.h"
+#include "tests/support/qt_text.h"
 #include "tests/support/scripted_peer.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/udt_pair.h"
