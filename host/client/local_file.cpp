@@ -1,0 +1,43 @@
+#include "host/client/local_file.h"
+
+#include "host/text.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+
+namespace VESK::Host
+{
+
+Failure unreadableFailure(const QString &path, const QString &why)
+{
+    const QString reason = why.isEmpty() ? QStringLiteral("it cannot be read") : why;
+    return {ExitCode::LocalFile, QStringLiteral("%1: %2").arg(path, reason), {}};
+}
+
+bool settleLocalFile(const QString &path, UploadJob *job, Failure *failure)
+{
+    const QString shown = escaped(path);
+    const QFileInfo info(path);
+    if (!info.exists()) {
+        const QString what =
+            info.isSymLink() ? QStringLiteral("the link leads nowhere") : QStringLiteral("no such file");
+        *failure = {ExitCode::SourceMissing, QStringLiteral("%1: %2").arg(shown, what), {}};
+        return false;
+    }
+    if (!info.isFile()) {
+        *failure = unreadableFailure(shown,
+                                     info.isDir() ? QStringLiteral("it is a directory; name the files in it")
+                                                  : QStringLiteral("it is no regular file"));
+        return false;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *failure = unreadableFailure(shown, QStringLiteral("cannot read it: %1").arg(file.errorString()));
+        return false;
+    }
+    job->directory = info.absolutePath();
+    job->fileName = info.fileName();
+    return true;
+}
+
+} // namespace VESK::Host

@@ -1,0 +1,95 @@
+#include "host/client/task_monitor.h"
+
+#include "host/connection/refusal_probe.h"
+#include "host/connection/udt_socket.h"
+#include "host/text.h"
+
+#include <QtCore/QElapsedTimer>
+
+#include <chrono>
+
+namespace VESK::Host
+{
+
+namespace
+{
+
+constexpr std::chrono::milliseconds interval{200};
+constexpr qint64 probeAfterMs = 1000; // without progress; then the peer's port is asked for
+
+SocketAddress peerOf(UDTSOCKET socket)
+{
+    UdtSocket borrowed(socket);
+    const SocketAddress address = borrowed.peerAddress();
+    (void)borrowed.release(); // the socket is the caller's
+    return address;
+}
+
+} // namespace
+
+CounterReading readCounters(const TaskCounters &counters, UDTSOCKET socket)
+{
+    CounterReading reading;
+    // The transport advances the counter on the task's thread without any lock.
+    reading.total = __atomic_load_n(&counters.total, __ATOMIC_RELAXED);
+    reading.done = __atomic_load_n(&counters.done, __ATOMIC_RELAXED);
+    reading.unsent = unsentBytes(socket);
+    return reading;
+}
+
+TaskMonitor::TaskMonitor(const Task &task, ProgressDisplay &display)
+    : m_task(task)
+    , m_display(display)
+    , m_thread([this] { watch(); })
+{
+}
+
+TaskMonitor::~TaskMonitor()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_isEnding = true;
+        m_ending.notify_all();
+    }
+    m_thread.join();
+    m_display.clear();
+}
+
+ProgressView TaskMonitor::lastView() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_view;
+}
+
+void TaskMonitor::watch()
+{
+    ProgressMeter meter;
+    QElapsedTimer clock;
+    clock.start();
+    RefusalProbe probe(peerOf(m_task.socket));
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!m_ending.wait_for(lock, interval, [this] { return m_isEnding; })) {
+        const qint64 nowMs = clock.elapsed();
+        const CounterReading reading = readCounters(m_task.counters, m_task.socket);
+        m_view = meter.update(nowMs, reading);
+        m_display.show(m_task.name, m_view, nowMs);
+
+        const qint64 idleMs = nowMs - meter.lastMoveMs();
+        const bool isQuiet = m_view.phase == Phase::Waiting || m_view.phase == Phase::Verifying;
+        if (isQuiet || idleMs >= probeAfterMs)
+            probe.send();
+        QString why;
+        if (probe.isRefused(0))
+            why = QStringLiteral("the server's process has ended");
+        else if (idleMs >= static_cast<qint64>(m_task.stallSeconds * 1000))
+            why = QStringLiteral("nothing has reached the server for %1")
+                      .arg(durationText(m_task.stallSeconds));
+        if (why.isEmpty())
+            continue;
+        lock.unlock();
+        m_task.giveUp(why);
+        return;
+    }
+}
+
+} // namespace VESK::Host

@@ -1,0 +1,120 @@
+#include "host/connection/connector.h"
+
+#include "host/connection/refusal_probe.h"
+
+#include <QtCore/QElapsedTimer>
+
+#include <cerrno>
+#include <cstring>
+
+namespace VESK::Host
+{
+
+namespace
+{
+
+// On this machine and in the same building a refusal comes within this time; waiting longer would make
+// every good connection slow. A later one is still seen when UDT has given up.
+constexpr int refusalWaitMs = 20;
+
+constexpr int noAnswerCode = 1001; // of UDT: nobody answered in time
+constexpr int rejectedCode = 1002; // of UDT: turned away
+
+ConnectFailure::Kind kindOf(int udtCode)
+{
+    if (udtCode == noAnswerCode)
+        return ConnectFailure::Kind::NoAnswer;
+    return udtCode == rejectedCode ? ConnectFailure::Kind::Rejected : ConnectFailure::Kind::Local;
+}
+
+void fillRefusal(const RefusalProbe &probe, ConnectFailure *failure)
+{
+    const bool isRefused = probe.systemError() == ECONNREFUSED;
+    failure->kind = isRefused ? ConnectFailure::Kind::Refused : ConnectFailure::Kind::NoRoute;
+    failure->detail = QString::fromLocal8Bit(std::strerror(probe.systemError()));
+}
+
+} // namespace
+
+Connector::Connector(const TransportOptions &options)
+    : m_options(options)
+{
+}
+
+bool Connector::bindToKeptPort(const UdtSocket &socket, int family)
+{
+    UdtSocket &kept = m_keptPorts[family];
+    if (!kept.isValid()) {
+        kept = UdtSocket::create(family, m_options);
+        const SocketAddress any = SocketAddress::any(family);
+        if (!kept.isValid() || UDT::bind(kept.id(), any.data(), static_cast<int>(any.size())) == UDT::ERROR) {
+            kept.close();
+            return false;
+        }
+    }
+    SocketAddress local = SocketAddress::any(family);
+    local.setPort(kept.localAddress().port());
+    return UDT::bind(socket.id(), local.data(), static_cast<int>(local.size())) != UDT::ERROR;
+}
+
+UdtSocket Connector::tryOnce(const SocketAddress &address, int *errorCode, QString *errorText)
+{
+    UdtSocket socket = UdtSocket::create(address.family(), m_options);
+    const bool isReady = socket.isValid() && bindToKeptPort(socket, address.family());
+    if (!isReady
+        || UDT::connect(socket.id(), address.data(), static_cast<int>(address.size())) == UDT::ERROR) {
+        *errorCode = UDT::getlasterror().getErrorCode();
+        *errorText = QString::fromLocal8Bit(UDT::getlasterror().getErrorMessage()).trimmed();
+        return UdtSocket();
+    }
+    return socket;
+}
+
+UdtSocket Connector::connect(const SocketAddress &address, ConnectFailure *failure)
+{
+    QElapsedTimer timer;
+    timer.start();
+    RefusalProbe probe(address);
+    probe.send();
+    *failure = ConnectFailure();
+    failure->address = address;
+    if (probe.isRefused(refusalWaitMs)) {
+        fillRefusal(probe, failure);
+        return UdtSocket();
+    }
+
+    int code = 0;
+    UdtSocket socket = tryOnce(address, &code, &failure->detail);
+    // A connect that crosses a minute boundary of the server's clock fails once without cause.
+    if (!socket.isValid() && code == noAnswerCode && !probe.isRefused(0))
+        socket = tryOnce(address, &code, &failure->detail);
+    failure->seconds = static_cast<double>(timer.elapsed()) / 1000;
+    if (!socket.isValid()) {
+        failure->kind = kindOf(code);
+        if (probe.isRefused(0))
+            fillRefusal(probe, failure);
+        return UdtSocket();
+    }
+    if (negotiatedPacketSize(socket.id()) < minPacketSize) {
+        failure->kind = ConnectFailure::Kind::Unusable;
+        return UdtSocket();
+    }
+    return socket;
+}
+
+UdtSocket Connector::connect(const QString &host, quint16 port, AddressFamily family, ConnectFailure *failure)
+{
+    QString error;
+    const std::vector<SocketAddress> addresses = SocketAddress::resolve(host, port, family, &error);
+    *failure = ConnectFailure();
+    failure->kind = ConnectFailure::Kind::NotResolved;
+    failure->detail = error;
+    for (const SocketAddress &address : addresses) {
+        UdtSocket socket = connect(address, failure);
+        if (socket.isValid())
+            return socket;
+    }
+    return UdtSocket();
+}
+
+} // namespace VESK::Host

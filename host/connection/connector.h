@@ -1,0 +1,50 @@
+#pragma once
+
+#include "host/connection/udt_socket.h"
+
+#include <map>
+
+namespace VESK::Host
+{
+
+/// Why a connection could not be made.
+struct ConnectFailure {
+    enum class Kind {
+        NotResolved, ///< the name has no address
+        Refused, ///< the machine answers, but nobody listens on the port
+        NoRoute, ///< the network says that the address cannot be reached
+        NoAnswer, ///< silence
+        Rejected, ///< a server is there and takes no further connection
+        Unusable, ///< the peer asks for packets too small to be honest
+        Local, ///< this machine could not open a socket
+    };
+    Kind kind = Kind::Local;
+    QString detail; ///< the system's or the library's words; may be empty
+    SocketAddress address; ///< the one that was tried last
+    double seconds = 0; ///< spent on it
+};
+
+/// Makes client connections. All of one address family leave from one UDP port, which an idle socket
+/// keeps bound for the connector's life: a port that dies while other threads open sockets can freeze the
+/// library. For one thread; outlives its connections.
+class Connector
+{
+public:
+    explicit Connector(const TransportOptions &options);
+
+    /// A connected socket with the linger off, or an invalid one and the reason in `failure`. Waits 3 s
+    /// for an answer, and once more when none came.
+    UdtSocket connect(const SocketAddress &address, ConnectFailure *failure);
+
+    /// The same for the addresses of a host in turn.
+    UdtSocket connect(const QString &host, quint16 port, AddressFamily family, ConnectFailure *failure);
+
+private:
+    bool bindToKeptPort(const UdtSocket &socket, int family);
+    UdtSocket tryOnce(const SocketAddress &address, int *errorCode, QString *errorText);
+
+    const TransportOptions m_options;
+    std::map<int, UdtSocket> m_keptPorts; // by address family
+};
+
+} // namespace VESK::Host

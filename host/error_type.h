@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QtCore/QString>
+
+namespace VESK::Host::ErrorType
+{
+
+// The words with which a server refuses a task; they travel as `errorType` of its answer.
+
+inline QString noSuchShare()
+{
+    return QStringLiteral("NoSuchShare");
+}
+inline QString badRequest()
+{
+    return QStringLiteral("BadRequest");
+}
+inline QString notSupported()
+{
+    return QStringLiteral("NotSupported");
+}
+inline QString nameTooLong()
+{
+    return QStringLiteral("NameTooLong");
+}
+inline QString notDirectory()
+{
+    return QStringLiteral("NotDirectory");
+}
+inline QString isDirectory()
+{
+    return QStringLiteral("IsDirectory");
+}
+inline QString notWritable()
+{
+    return QStringLiteral("NotWritable");
+}
+inline QString noSpace()
+{
+    return QStringLiteral("NoSpace");
+}
+inline QString busy()
+{
+    return QStringLiteral("Busy");
+}
+inline QString serverError()
+{
+    return QStringLiteral("ServerError");
+}
+
+} // namespace VESK::Host::ErrorType

@@ -1,0 +1,68 @@
+#include "host/errors.h"
+
+#include "host/error_type.h"
+#include "host/text.h"
+
+namespace VESK::Host
+{
+
+QString failureText(const Failure &failure)
+{
+    QString text = QStringLiteral("error: ") + failure.what + QLatin1String(".\n");
+    for (const QString &hint : failure.hints)
+        text += QLatin1String("  - ") + hint + QLatin1Char('\n');
+    return text;
+}
+
+namespace
+{
+
+struct Refusal {
+    QString type;
+    QString why;
+    QString hint;
+};
+
+Refusal describe(const QString &errorType, const QString &share)
+{
+    const Refusal known[] = {
+        {ErrorType::noSuchShare(), QStringLiteral("it has no share \"%1\"").arg(escaped(share)),
+         QStringLiteral("The server prints the names of its shares when it starts.")},
+        {ErrorType::badRequest(), QStringLiteral("it did not understand the request"),
+         QStringLiteral("Compare the versions on both ends: vesk version.")},
+        {ErrorType::notSupported(), QStringLiteral("it does not know this kind of task"),
+         QStringLiteral("Compare the versions on both ends: vesk version.")},
+        {ErrorType::nameTooLong(), QStringLiteral("the name is too long for its file system"),
+         QStringLiteral("Give the file a shorter name.")},
+        {ErrorType::notDirectory(), QStringLiteral("a part of the target path is a file, not a directory"),
+         QStringLiteral("Choose another directory.")},
+        {ErrorType::isDirectory(), QStringLiteral("a directory of that name is already there"),
+         QStringLiteral("Choose another directory, or rename one of the two.")},
+        {ErrorType::notWritable(), QStringLiteral("the target directory is not writable for it"),
+         QStringLiteral("On the server: the account that runs `vesk serve` must own the directory.")},
+        {ErrorType::noSpace(), QStringLiteral("there is not enough free space"),
+         QStringLiteral("Free some space on the server, then run the same command again; "
+                        "what has arrived is kept.")},
+        {ErrorType::busy(), QStringLiteral("the same file is being uploaded by somebody else"),
+         QStringLiteral("Run the same command again when the other upload has ended.")},
+        {ErrorType::serverError(), QStringLiteral("it failed"), QStringLiteral("The server's log says why.")},
+    };
+    for (const Refusal &refusal : known) {
+        if (refusal.type == errorType)
+            return refusal;
+    }
+    const QString reason = errorType.isEmpty() ? QStringLiteral("it gave no reason")
+                                               : QStringLiteral("\"%1\"").arg(escaped(errorType));
+    return {errorType, reason, QStringLiteral("The server's log says more.")};
+}
+
+} // namespace
+
+Failure refusalFailure(const QString &subject, const QString &share, const QString &errorType)
+{
+    const Refusal refusal = describe(errorType, share);
+    const QString what = QStringLiteral("%1: the server refused: %2").arg(subject, refusal.why);
+    return {ExitCode::Refused, what, {refusal.hint}};
+}
+
+} // namespace VESK::Host

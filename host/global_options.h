@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+namespace VESK::Host
+{
+
+/// What every verb takes.
+struct GlobalOptions {
+    std::string module; ///< path of the handler module; empty: look for it
+};
+
+} // namespace VESK::Host

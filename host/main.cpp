@@ -1,0 +1,63 @@
+#include "host/client/put_command.h"
+#include "host/demo/demo_command.h"
+#include "host/exit_code.h"
+#include "host/server/serve_command.h"
+#include "host/signals.h"
+#include "host/text.h"
+#include "host/version.h"
+
+#include <CLI/CLI.hpp>
+#include <QtCore/QCoreApplication>
+#include <QtCore/QTextCodec>
+
+#include <cstdlib>
+#include <exception>
+
+namespace
+{
+
+using namespace VESK::Host;
+
+int run(int argc, char **argv)
+{
+    CLI::App app("Examples:\n"
+                 "  vesk demo                              see it work on this machine\n"
+                 "  vesk serve /srv/incoming               offer a directory\n"
+                 "  vesk put film.mkv nas:incoming         upload a file\n\n"
+                 "Moves large files over long, fast, lossy lines.",
+                 "vesk");
+    int exitCode = number(ExitCode::Success);
+    GlobalOptions global;
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.add_option("--module", global.module, "the handler module to use")->envname("VESK_MODULE");
+    app.set_version_flag("--version", "vesk " + programVersion().toStdString());
+    addServeCommand(app, global, exitCode);
+    addPutCommand(app, global, exitCode);
+    addDemoCommand(app, global, exitCode);
+    app.add_subcommand("version", "Prints the version.")->callback([] {
+        writeStdout(QStringLiteral("vesk %1\n").arg(programVersion()));
+    });
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? exitCode : number(ExitCode::Usage);
+    }
+    return exitCode;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    holdSignals();
+    QCoreApplication application(argc, argv);
+    // File names are bytes, and theirs are taken as UTF-8 whatever the locale: services often have none.
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    try {
+        return run(argc, argv);
+    } catch (const std::exception &error) {
+        writeStderr(QStringLiteral("error: internal error: %1\n").arg(QString::fromLocal8Bit(error.what())));
+    }
+    return number(ExitCode::Internal);
+}

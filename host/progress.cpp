@@ -1,0 +1,102 @@
+#include "host/progress.h"
+
+#include "host/text.h"
+
+namespace VESK::Host
+{
+
+namespace
+{
+
+constexpr qint64 speedWindowMs = 5000; // long enough to be calm, short enough to follow a change
+constexpr int highestPercent = 99;
+constexpr int shortestName = 8; // columns
+
+QString shortened(const QString &name, int width)
+{
+    if (name.size() <= width)
+        return name;
+    return name.left(qMax(1, width - 1)) + QChar(0x2026);
+}
+
+} // namespace
+
+QString phaseName(Phase phase)
+{
+    switch (phase) {
+    case Phase::Hashing:
+        return QStringLiteral("hashing");
+    case Phase::Waiting:
+        return QStringLiteral("waiting for the server");
+    case Phase::Sending:
+        return QStringLiteral("sending");
+    case Phase::Verifying:
+        return QStringLiteral("verifying");
+    }
+    return QString();
+}
+
+Phase phaseOf(const CounterReading &reading)
+{
+    if (reading.total < 0)
+        return Phase::Hashing;
+    if (reading.done < 0)
+        return Phase::Waiting;
+    return reading.done < reading.total || reading.unsent > 0 ? Phase::Sending : Phase::Verifying;
+}
+
+ProgressView ProgressMeter::update(qint64 nowMs, const CounterReading &reading)
+{
+    ProgressView view;
+    view.phase = phaseOf(reading);
+    view.total = qMax<qint64>(0, reading.total);
+    if (reading.done >= 0) {
+        // The first reading is the resume position, of which nothing is on its way yet.
+        const qint64 arrived =
+            m_arrived < 0 ? reading.done - reading.unsent : qMax(m_arrived, reading.done - reading.unsent);
+        if (arrived > m_arrived)
+            m_lastMoveMs = nowMs;
+        m_arrived = qMax<qint64>(0, arrived);
+        m_samples.push_back({nowMs, m_arrived});
+        while (m_samples.size() > 2 && nowMs - m_samples.front().timeMs > speedWindowMs)
+            m_samples.pop_front();
+    }
+    if (view.phase != Phase::Sending)
+        m_lastMoveMs = nowMs;
+    view.arrived = qMax<qint64>(0, m_arrived);
+    if (view.total > 0)
+        m_percent =
+            qMax(m_percent, static_cast<int>(qMin<qint64>(highestPercent, view.arrived * 100 / view.total)));
+    view.percent = m_percent;
+    view.bytesPerSecond = speed();
+    if (view.phase == Phase::Sending && view.bytesPerSecond > 0)
+        view.secondsLeft = static_cast<double>(view.total - view.arrived) / view.bytesPerSecond;
+    return view;
+}
+
+double ProgressMeter::speed() const
+{
+    if (m_samples.size() < 2)
+        return 0;
+    const qint64 elapsedMs = m_samples.back().timeMs - m_samples.front().timeMs;
+    const qint64 moved = m_samples.back().arrived - m_samples.front().arrived;
+    return elapsedMs > 0 ? static_cast<double>(moved) * 1000 / static_cast<double>(elapsedMs) : 0;
+}
+
+QString progressLine(const QString &name, const ProgressView &view, int width)
+{
+    QString facts = phaseName(view.phase);
+    if (view.phase == Phase::Sending) {
+        facts = QStringLiteral("%1%  %2 of %3  %4")
+                    .arg(QString::number(view.percent), bytesText(view.arrived), bytesText(view.total),
+                         rateText(view.bytesPerSecond));
+        if (view.secondsLeft >= 0)
+            facts += QStringLiteral("  %1 left").arg(durationText(view.secondsLeft));
+    } else if (view.phase == Phase::Verifying) {
+        facts = QStringLiteral("%1%  %2").arg(QString::number(view.percent), facts);
+    }
+    const int room = qMax(shortestName, width - facts.size() - 3);
+    return (shortened(name, room) + QLatin1String("  ") + facts).left(qMax(1, width - 1));
+}
+
+} // namespace VESK::Host

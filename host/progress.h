@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QtCore/QString>
+#include <QtCore/QtGlobal>
+
+#include <deque>
+
+namespace VESK::Host
+{
+
+/// What an upload is doing, told from its two counters.
+enum class Phase { Hashing, Waiting, Sending, Verifying };
+
+/// The phase's name for people.
+QString phaseName(Phase phase);
+
+/// The counters of one task as they were read at one moment; both are -1 until the handler writes them.
+struct CounterReading {
+    qint64 total = -1; ///< size of the file, bytes
+    qint64 done = -1; ///< position up to which bytes were handed to the transport
+    qint64 unsent = 0; ///< of these, bytes that have not arrived at the peer
+};
+
+Phase phaseOf(const CounterReading &reading);
+
+/// What to show of one task.
+struct ProgressView {
+    Phase phase = Phase::Hashing;
+    qint64 total = 0; ///< bytes
+    qint64 arrived = 0; ///< position up to which the peer has the file; never goes back
+    int percent = 0; ///< never goes back, and 99 at most: 100 is for a task that succeeded
+    double bytesPerSecond = 0; ///< of moved bytes, over the last seconds
+    double secondsLeft = -1; ///< -1: not known
+};
+
+/// Makes views of one task's readings: what the peer really has, how fast it grows, when it will be done.
+/// Resumed bytes count as there, not as moved.
+class ProgressMeter
+{
+public:
+    /// Takes a reading at a time in milliseconds, which must not go back.
+    ProgressView update(qint64 nowMs, const CounterReading &reading);
+
+    /// Since when the peer's end of the file has not moved, in milliseconds of the readings' clock; for
+    /// phases other than sending, the time of the last reading, since these have no pace to watch.
+    qint64 lastMoveMs() const { return m_lastMoveMs; }
+
+private:
+    struct Sample {
+        qint64 timeMs;
+        qint64 arrived;
+    };
+
+    double speed() const;
+
+    std::deque<Sample> m_samples; // of the last seconds, oldest first
+    qint64 m_arrived = -1;
+    qint64 m_lastMoveMs = 0;
+    int m_percent = 0;
+};
+
+/// One line for a terminal of `width` columns, without a line end: name, percent, bytes, speed, time left.
+QString progressLine(const QString &name, const ProgressView &view, int width);
+
+} // namespace VESK::Host

@@ -1,0 +1,70 @@
+#include "host/server/running_uploads.h"
+
+#include "host/connection/refusal_probe.h"
+#include "host/connection/udt_socket.h"
+
+#include <QtCore/QFileInfo>
+
+#include <chrono>
+
+namespace VESK::Host
+{
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+constexpr auto pollInterval = 50ms;
+constexpr auto silenceLimit = 5s; // no packet of data for so long: the client is taken for dead
+constexpr auto endLimit = 10s; // a paused upload ends at once, unless it is hashing its file
+
+// Still receiving? Later, while it hashes and places the file, silence means nothing.
+bool wantsData(const RunningUploads::Upload &upload)
+{
+    return QFileInfo(upload.temporaryPath).size() < upload.fileSize;
+}
+
+} // namespace
+
+bool RunningUploads::enter(const QString &target, const Upload &upload)
+{
+    Lock lock(m_mutex);
+    if (m_uploads.count(target) != 0 && !makeRoom(target, lock))
+        return false;
+    return m_uploads.emplace(target, upload).second;
+}
+
+bool RunningUploads::makeRoom(const QString &target, Lock &lock)
+{
+    const auto isFree = [&] { return m_uploads.count(target) == 0; };
+    const Upload other = m_uploads.at(target);
+    const qint64 packetsBefore = receivedPackets(other.socket);
+    RefusalProbe probe(other.client);
+    probe.send();
+    const auto silentAt = std::chrono::steady_clock::now() + silenceLimit;
+    while (std::chrono::steady_clock::now() < silentAt) {
+        if (m_removed.wait_for(lock, pollInterval, isFree))
+            return true;
+        if (receivedPackets(other.socket) != packetsBefore)
+            return false;
+        if (probe.isRefused(0))
+            break;
+    }
+    const auto entry = m_uploads.find(target);
+    if (entry == m_uploads.end())
+        return true;
+    if (entry->second.socket != other.socket || !wantsData(entry->second))
+        return false;
+    entry->second.pause();
+    return m_removed.wait_for(lock, endLimit, isFree);
+}
+
+void RunningUploads::remove(const QString &target)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_uploads.erase(target);
+    m_removed.notify_all();
+}
+
+} // namespace VESK::Host

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "host/connection/listener.h"
+#include "host/server/server_connection.h"
+
+#include <list>
+#include <memory>
+
+namespace VESK::Host
+{
+
+/// Accepts connections and gives each a thread. The listener is the caller's, open, and outlives it.
+class Server
+{
+public:
+    Server(const Module &module, const ServerSettings &settings, Listener &listener);
+    /// Stops, and waits for every connection to end.
+    ~Server();
+    Server(const Server &) = delete;
+    Server &operator=(const Server &) = delete;
+
+    /// Accepts until the listener is closed.
+    void run();
+
+    /// Closes the listener, so that `run` returns. Any thread.
+    void stop();
+
+private:
+    void admit(UdtSocket socket, const SocketAddress &peer);
+
+    const Module &m_module;
+    const ServerSettings m_settings;
+    Listener &m_listener;
+    RunningUploads m_uploads;
+    std::list<std::unique_ptr<ServerConnection>> m_connections; // of the thread in run()
+};
+
+} // namespace VESK::Host

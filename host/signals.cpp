@@ -1,0 +1,68 @@
+#include "host/signals.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <csignal>
+
+namespace VESK::Host
+{
+
+namespace
+{
+
+sigset_t watchedSignals()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    return set;
+}
+
+} // namespace
+
+void holdSignals()
+{
+    const sigset_t set = watchedSignals();
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+SignalWatcher::SignalWatcher(std::function<void(int)> callback)
+    : m_callback(std::move(callback))
+{
+    if (::pipe2(m_stopPipe, O_CLOEXEC) == 0)
+        m_thread = std::thread([this] { watch(); });
+}
+
+SignalWatcher::~SignalWatcher()
+{
+    if (!m_thread.joinable())
+        return;
+    ::close(m_stopPipe[1]);
+    m_thread.join();
+    ::close(m_stopPipe[0]);
+}
+
+void SignalWatcher::watch()
+{
+    const sigset_t set = watchedSignals();
+    const int descriptor = ::signalfd(-1, &set, SFD_CLOEXEC);
+    for (;;) {
+        pollfd entries[] = {{descriptor, POLLIN, 0}, {m_stopPipe[0], POLLIN, 0}};
+        if (::poll(entries, 2, -1) < 0)
+            continue;
+        if (entries[1].revents != 0)
+            break;
+        signalfd_siginfo info{};
+        if (::read(descriptor, &info, sizeof(info)) == static_cast<ssize_t>(sizeof(info)))
+            m_callback(static_cast<int>(info.ssi_signo));
+    }
+    ::close(descriptor);
+}
+
+} // namespace VESK::Host

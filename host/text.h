@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QtCore/QString>
+#include <QtCore/QtGlobal>
+
+namespace VESK::Host
+{
+
+/// `text` with everything that could move a terminal's cursor or forge a log line written as an escape:
+/// controls, invisible format characters and lone surrogates; a backslash is doubled. Any thread.
+QString escaped(const QString &text);
+
+/// A size in bytes for people, as in "1.4 GiB" or "512 B".
+QString bytesText(qint64 bytes);
+
+/// A speed for people, as in "35.2 MiB/s".
+QString rateText(double bytesPerSecond);
+
+/// A span of time for people, as in "4 s", "12:07" or "1:02:03".
+QString durationText(double seconds);
+
+/// "1 file", "3 files".
+QString countText(qint64 count, const QString &noun);
+
+/// Writes to stderr in one call, so that lines of several threads do not mix. Any thread.
+void writeStderr(const QString &text);
+
+/// Writes to stdout and flushes it.
+void writeStdout(const QString &text);
+
+} // namespace VESK::Host
