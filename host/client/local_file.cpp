@@ -1,5 +1,6 @@
 #include "host/client/local_file.h"
 
+#include "host/client/task_errors.h"
 #include "host/text.h"
 
 #include <QtCore/QFile>
@@ -8,34 +9,30 @@
 namespace VESK::Host
 {
 
-Failure unreadableFailure(const QString &path, const QString &why)
-{
-    const QString reason = why.isEmpty() ? QStringLiteral("it cannot be read") : why;
-    return {ExitCode::LocalFile, QStringLiteral("%1: %2").arg(path, reason), {}};
-}
-
-bool settleLocalFile(const QString &path, UploadJob *job, Failure *failure)
+bool settleLocalFile(const QString &path, TaskJob *job, Failure *failure)
 {
     const QString shown = escaped(path);
     const QFileInfo info(path);
     if (!info.exists()) {
-        const QString what =
+        QString what =
             info.isSymLink() ? QStringLiteral("the link leads nowhere") : QStringLiteral("no such file");
+        if (path.contains(QChar(QChar::ReplacementCharacter)))
+            what += QStringLiteral(" (names that are not valid UTF-8 cannot be sent)");
         *failure = {ExitCode::SourceMissing, QStringLiteral("%1: %2").arg(shown, what), {}};
         return false;
     }
     if (!info.isFile()) {
-        *failure = unreadableFailure(shown,
-                                     info.isDir() ? QStringLiteral("it is a directory; name the files in it")
-                                                  : QStringLiteral("it is no regular file"));
+        *failure = localFileFailure(shown,
+                                    info.isDir() ? QStringLiteral("it is a directory; -r sends directories")
+                                                 : QStringLiteral("it is no regular file"));
         return false;
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        *failure = unreadableFailure(shown, QStringLiteral("cannot read it: %1").arg(file.errorString()));
+        *failure = localFileFailure(shown, QStringLiteral("cannot read it: %1").arg(file.errorString()));
         return false;
     }
-    job->directory = info.absolutePath();
+    job->localDirectory = info.absolutePath();
     job->fileName = info.fileName();
     return true;
 }

@@ -92,7 +92,7 @@ bool Demo::killUploadHalfway()
 
 bool Demo::resumeUpload()
 {
-    const UploadSummary summary = uploadHere();
+    const TransferSummary summary = uploadHere();
     if (summary.placed != 1)
         return fail(QStringLiteral("the second upload failed"));
     if (summary.resumedBytes == 0 || summary.resumedBytes + summary.movedBytes != m_size)
@@ -119,7 +119,7 @@ bool Demo::compareFiles()
 
 bool Demo::repeatUpload()
 {
-    const UploadSummary summary = uploadHere();
+    const TransferSummary summary = uploadHere();
     if (summary.alreadyThere != 1 || summary.movedBytes != 0)
         return fail(QStringLiteral("the third upload was not skipped"));
     tell(QStringLiteral("The third upload sent nothing: the server had the file (found out in %1).")
@@ -127,16 +127,17 @@ bool Demo::repeatUpload()
     return true;
 }
 
-UploadSummary Demo::uploadHere()
+TransferSummary Demo::uploadHere()
 {
-    UploadSettings settings;
-    settings.remote.host = QStringLiteral("127.0.0.1");
-    settings.remote.port = m_port;
-    settings.remote.share = shareName;
-    settings.userName = loginName();
+    RemoteAddress target;
+    target.host = QStringLiteral("127.0.0.1");
+    target.port = m_port;
+    target.share = shareName;
+    target.user = loginName();
     ProgressDisplay display(ProgressStyle::Auto);
-    Uploader uploader(m_module, settings, display, m_interruption);
-    return uploader.upload({m_source});
+    const ClientSettings settings;
+    Uploader uploader({m_module, settings, display, m_interruption}, target);
+    return uploader.upload({m_source}, Uploader::Directories::Refuse);
 }
 
 QString Demo::targetPath() const

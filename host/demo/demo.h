@@ -33,7 +33,7 @@ private:
     bool compareFiles();
     bool repeatUpload();
 
-    UploadSummary uploadHere();
+    TransferSummary uploadHere();
     QString targetPath() const;
     void tell(const QString &line);
     bool fail(const QString &why);
