@@ -1,7 +1,7 @@
 #include "vesk_base/module.h"
 
 #include "tests/support/background.h"
-#include "tests/support/qt_printers.h"
+#include "tests/support/qt_text.h"
 #include "tests/support/temp_dir.h"
 
 #include <QtCore/QLibrary>
