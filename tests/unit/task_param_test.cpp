@@ -250,6 +250,15 @@ TEST_F(TaskPolicyTest, IsNotAskedAboutMapsThatAreRefusedAnyway)
     EXPECT_EQ(m_server.getParamInner("_errorStr"_s), QString());
 }
 
+TEST_F(TaskPolicyTest, IsNotAskedAboutInnerKeys)
+{
+    m_server.setTaskPolicy([](const ParamMap &) {
+        ADD_FAILURE() << "asked";
+        return QString();
+    });
+    EXPECT_FALSE(arrives({{"_errorStr"_s, "x"_s}}));
+}
+
 TEST_F(TaskPolicyTest, IsNotAskedAboutTheHostsMaps)
 {
     m_server.setTaskPolicy([](const ParamMap &) { return "refused"_s; });
