@@ -196,14 +196,34 @@ TEST_P(SamePlace, IsOnePathWhateverTheText)
 INSTANTIATE_TEST_SUITE_P(Texts, SamePlace,
                          testing::Values("dir/file", "dir//file", "./dir/./file", "dir/sub/../file",
                                          "link/file", "other/relative/file", "other/../dir/file",
-                                         "other/relative/sub/../file", "link/sub/../file",
-                                         "link/../dir/file"));
+                                         "other/relative/sub/../file",
+                                         // ".." behind a link leads up from where the link leads to
+                                         "other/deep/down/../file", "link/sub/../file", "link/../dir/file"));
 
 TEST_F(PathClaimTest, KnowsRelativePaths)
 {
     const QString absolute = path("a"_s);
     ASSERT_TRUE(m_first.claim(QDir::current().relativeFilePath(absolute)));
     EXPECT_FALSE(m_second.claim(absolute));
+}
+
+TEST_F(PathClaimTest, KeepsPlacesApartThatReadAlike)
+{
+    ASSERT_TRUE(m_directory.mkdir("dir/sub"_s));
+    ASSERT_TRUE(m_directory.mkdir("other"_s));
+    ASSERT_TRUE(QFile::link(path("dir/sub"_s), path("other/down"_s)));
+    ASSERT_TRUE(m_first.claim(path("other/down/../file"_s))); // this is dir/file
+    EXPECT_TRUE(m_second.claim(path("other/file"_s)));
+    ASSERT_TRUE(m_first.claim(path("dir/File"_s)));
+    EXPECT_TRUE(m_second.claim(path("dir/file"_s)));
+}
+
+TEST_F(PathClaimTest, FollowsALinkInTheFilesOwnPlace)
+{
+    ASSERT_TRUE(m_directory.write("file"_s, "x"));
+    ASSERT_TRUE(QFile::link(path("file"_s), path("link"_s)));
+    ASSERT_TRUE(m_first.claim(path("link"_s)));
+    EXPECT_FALSE(m_second.claim(path("file"_s)));
 }
 
 TEST_F(PathClaimTest, HoldsForDirectoriesThatAreCreatedLater)
