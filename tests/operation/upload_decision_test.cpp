@@ -1,6 +1,6 @@
 #include "vesk_2_0_0/upload/upload_decision.h"
 
-#include "tests/support/qt_printers.h"
+#include "tests/support/qt_text.h"
 
 #include <gtest/gtest.h>
 
