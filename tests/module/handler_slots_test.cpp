@@ -76,11 +76,6 @@ TEST(HandlerSlots, TheHandlersOperationsFollowInOrder)
     expectOperationsInOrder<VeskHandler2_0_0>();
 }
 
-TEST(HandlerSlots, TheBasesOperationsHaveTheSameOrder)
-{
-    expectOperationsInOrder<VeskBase>();
-}
-
 TEST(HandlerSlots, ADerivedClassBeginsItsOwnAfterThem)
 {
     class Derived : public VeskHandler2_0_0
