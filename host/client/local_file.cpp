@@ -19,8 +19,10 @@ bool settleLocalFile(const QString &path, UploadJob *job, Failure *failure)
     const QString shown = escaped(path);
     const QFileInfo info(path);
     if (!info.exists()) {
-        const QString what =
+        QString what =
             info.isSymLink() ? QStringLiteral("the link leads nowhere") : QStringLiteral("no such file");
+        if (path.contains(QChar(QChar::ReplacementCharacter)))
+            what += QStringLiteral(" (names that are not valid UTF-8 cannot be sent)");
         *failure = {ExitCode::SourceMissing, QStringLiteral("%1: %2").arg(shown, what), {}};
         return false;
     }

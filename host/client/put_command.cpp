@@ -39,6 +39,7 @@ struct PutOptions {
     bool ipv6 = false;
     bool quiet = false;
     bool verbose = false;
+    bool json = false;
 };
 
 int usageError(const QString &what)
@@ -73,6 +74,7 @@ bool settle(const PutOptions &options, UploadSettings *settings, QString *error)
     settings->retries = options.retries;
     settings->stallSeconds = options.stallSeconds;
     settings->namesEachFile = options.verbose;
+    settings->writesEvents = options.json;
     return true;
 }
 
@@ -192,6 +194,7 @@ void addPutCommand(CLI::App &app, const GlobalOptions &global, int &exitCode)
     command->add_flag("-4", options->ipv4, "use IPv4 only");
     command->add_flag("-6", options->ipv6, "use IPv6 only");
     command->add_flag("-q,--quiet", options->quiet, "say nothing but errors");
+    command->add_flag("--json", options->json, "write events to stdout, a line of JSON each");
     command->add_flag("-v,--verbose", options->verbose, "a line for every file, and the handler's log");
     command->callback([options, &global, &exitCode] { exitCode = put(*options, global); });
 }

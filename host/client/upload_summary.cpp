@@ -32,4 +32,19 @@ QString summaryText(const UploadSummary &summary)
     return parts.join(QStringLiteral(", "));
 }
 
+QJsonObject summaryFields(const UploadSummary &summary)
+{
+    return {
+        {QStringLiteral("sent"), summary.placed},
+        {QStringLiteral("alreadyThere"), summary.alreadyThere},
+        {QStringLiteral("failed"), summary.failed},
+        {QStringLiteral("sentBytes"), summary.placedBytes},
+        {QStringLiteral("movedBytes"), summary.movedBytes},
+        {QStringLiteral("resumedBytes"), summary.resumedBytes},
+        {QStringLiteral("skippedBytes"), summary.skippedBytes},
+        {QStringLiteral("seconds"), summary.seconds},
+        {QStringLiteral("exitCode"), number(summary.exitCode)},
+    };
+}
+
 } // namespace VESK::Host

@@ -2,6 +2,7 @@
 
 #include "host/exit_code.h"
 
+#include <QtCore/QJsonObject>
 #include <QtCore/QString>
 #include <QtCore/QtGlobal>
 
@@ -25,5 +26,8 @@ struct UploadSummary {
 
 /// The summary as one line for people, without a line end.
 QString summaryText(const UploadSummary &summary);
+
+/// The summary as the fields of an event; sizes in bytes.
+QJsonObject summaryFields(const UploadSummary &summary);
 
 } // namespace VESK::Host

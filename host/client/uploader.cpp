@@ -3,12 +3,14 @@
 #include "host/client/connect_errors.h"
 #include "host/client/local_file.h"
 #include "host/error_type.h"
+#include "host/event_writer.h"
 #include "host/text.h"
 
 #include "vesk_base/message_channel.h"
 #include "vesk_base/message_kind.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QJsonArray>
 
 #include <algorithm>
 #include <csignal>
@@ -71,6 +73,7 @@ UploadSummary Uploader::upload(const QStringList &paths)
         m_summary.exitCode = signal == SIGTERM ? ExitCode::Terminated : ExitCode::Interrupted;
     else if (m_summary.failed > 0 && m_summary.placed + m_summary.alreadyThere > 0)
         m_summary.exitCode = ExitCode::Partial;
+    writeEvent(QStringLiteral("summary"), summaryFields(m_summary));
     return m_summary;
 }
 
@@ -162,7 +165,15 @@ Uploader::Step Uploader::settle(const UploadJob &job, const UploadOutcome &outco
 Uploader::Step Uploader::settlePlaced(const UploadJob &job, const UploadOutcome &outcome)
 {
     const QString name = escaped(job.fileName);
-    if (outcome.result == Result::AlreadyThere) {
+    const bool isPlaced = outcome.result == Result::Placed;
+    writeEvent(
+        QStringLiteral("file"),
+        {{QStringLiteral("name"), job.localPath()},
+         {QStringLiteral("result"), isPlaced ? QStringLiteral("sent") : QStringLiteral("already-there")},
+         {QStringLiteral("size"), outcome.total},
+         {QStringLiteral("from"), qMax<qint64>(0, outcome.begin)},
+         {QStringLiteral("moved"), outcome.moved}});
+    if (!isPlaced) {
         ++m_summary.alreadyThere;
         m_summary.skippedBytes += outcome.total;
         if (m_settings.namesEachFile)
@@ -223,6 +234,10 @@ Uploader::Step Uploader::settleLoss(const UploadJob &job, const UploadOutcome &o
 Uploader::Step Uploader::fail(const Failure &failure)
 {
     m_summary.addFailure(failure.code);
+    writeEvent(QStringLiteral("error"),
+               {{QStringLiteral("class"), number(failure.code)},
+                {QStringLiteral("what"), failure.what},
+                {QStringLiteral("hints"), QJsonArray::fromStringList(failure.hints)}});
     tell(failureText(failure));
     return Step::GiveUp;
 }
@@ -256,6 +271,12 @@ void Uploader::finishConnection()
 void Uploader::tell(const QString &line)
 {
     m_display.print(line);
+}
+
+void Uploader::writeEvent(const QString &event, const QJsonObject &fields) const
+{
+    if (m_settings.writesEvents)
+        writeEventLine(event, fields);
 }
 
 } // namespace VESK::Host

@@ -6,6 +6,7 @@
 #include "host/connection/connector.h"
 #include "host/errors.h"
 
+#include <QtCore/QJsonObject>
 #include <QtCore/QStringList>
 
 namespace VESK::Host
@@ -21,6 +22,7 @@ struct UploadSettings {
     int retries = 10; ///< new connections after one that was lost, per file
     double stallSeconds = 30;
     bool namesEachFile = false; ///< a line for every file, not only for failures
+    bool writesEvents = false; ///< events on stdout; see event_writer.h
 };
 
 /// Sends files one after another over one connection, and makes a new one when it is lost. For one
@@ -54,6 +56,7 @@ private:
     bool waitBeforeRetry(const QString &what, Attempts *attempts);
     void finishConnection();
     void tell(const QString &line);
+    void writeEvent(const QString &event, const QJsonObject &fields) const;
 
     const UploadSettings m_settings;
     ProgressDisplay &m_display;
