@@ -12,22 +12,20 @@ namespace VESK
 namespace
 {
 
-/// One text for all texts that lead to the same place: the deepest directory that exists, resolved, and
-/// the rest as it is (the target's directories may be created only later).
+/// One text for all texts that lead to the same place: as much of the path as exists, resolved by the
+/// system, and the rest as it is (the target's directories may be created only later). Nothing is
+/// tidied before that: ".." behind a link leads up from where the link leads to.
 QString resolved(const QString &path)
 {
-    QString existing = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+    QString existing = QDir::isRelativePath(path) ? QDir::currentPath() + QLatin1Char('/') + path : path;
     QString rest;
     for (;;) {
+        const QString canonical = QFileInfo(existing).canonicalFilePath();
         const int cut = existing.lastIndexOf(QLatin1Char('/'));
-        if (cut < 0)
-            return existing + rest;
+        if (!canonical.isEmpty() || cut < 0)
+            return QDir::cleanPath((canonical.isEmpty() ? existing : canonical) + rest);
         rest = existing.mid(cut) + rest;
         existing.truncate(cut);
-        const QString canonical =
-            QFileInfo(existing.isEmpty() ? QStringLiteral("/") : existing).canonicalFilePath();
-        if (!canonical.isEmpty())
-            return canonical + rest;
     }
 }
 

@@ -29,6 +29,13 @@ bool isInnerKey(const QString &key)
     return key.startsWith(QLatin1Char('_'));
 }
 
+bool holdsInnerKey(const ParamMap &map)
+{
+    // Keys are in order, so those that begin with "_" stand together from the first one not below it.
+    const auto first = map.lowerBound(QStringLiteral("_"));
+    return first != map.cend() && isInnerKey(first.key());
+}
+
 } // namespace
 
 VeskBase::VeskBase()
@@ -69,18 +76,8 @@ bool VeskBase::setParam(const QString &key, const QString &value)
 
 bool VeskBase::setParams(const ParamMap &map)
 {
-    if (m_checkNextMap.exchange(false)) {
-        if (!isAcceptableTaskParam(map))
-            return false;
-        const QString refusal = m_policy ? m_policy(map) : QString();
-        if (!refusal.isEmpty()) {
-            presetParamInner(errorKey, refusal);
-            return false;
-        }
-    }
-    // Keys are in order, so those that begin with "_" stand together from the first one not below it.
-    const auto firstInner = map.lowerBound(QStringLiteral("_"));
-    if (firstInner != map.cend() && isInnerKey(firstInner.key()))
+    const bool fromClient = m_checkNextMap.exchange(false);
+    if (holdsInnerKey(map) || (fromClient && !isAdmitted(map)))
         return false;
     if (map.contains(temporaryPathKey) && !claimTemporaryPath(map.value(temporaryPathKey)))
         return false;
@@ -315,6 +312,18 @@ void VeskBase::requestStop()
 void VeskBase::clearActivity()
 {
     m_stopFlags.active = false;
+}
+
+bool VeskBase::isAdmitted(const ParamMap &taskParam)
+{
+    if (!isAcceptableTaskParam(taskParam))
+        return false;
+    // Last, since a policy may set aside what the task needs.
+    const QString refusal = m_policy ? m_policy(taskParam) : QString();
+    if (refusal.isEmpty())
+        return true;
+    presetParamInner(errorKey, refusal);
+    return false;
 }
 
 bool VeskBase::claimTemporaryPath(const QString &path)

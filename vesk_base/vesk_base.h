@@ -167,6 +167,7 @@ protected:
     void clearActivity();
 
 private:
+    bool isAdmitted(const ParamMap &taskParam);
     bool claimTemporaryPath(const QString &path);
     MessageChannel &channel();
 

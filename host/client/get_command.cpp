@@ -54,7 +54,7 @@ int get(const GetOptions &options, const GlobalOptions &global)
             options.recursive ? Downloader::Directories::Fetch : Downloader::Directories::Refuse;
         const TransferSummary summary = downloader.download(sources, directories);
         if (!options.quiet)
-            context.display.print(summaryText(summary));
+            context.display.print(summaryText(summary) + QLatin1Char('\n'));
         return summary.exitCode;
     });
 }

@@ -34,7 +34,7 @@ int put(const PutOptions &options, const GlobalOptions &global)
             options.recursive ? Uploader::Directories::Send : Uploader::Directories::Refuse;
         const TransferSummary summary = uploader.upload(sources, directories);
         if (!options.quiet)
-            context.display.print(summaryText(summary));
+            context.display.print(summaryText(summary) + QLatin1Char('\n'));
         return summary.exitCode;
     });
 }

@@ -14,8 +14,11 @@ namespace VESK::Host
 namespace
 {
 
-constexpr std::chrono::milliseconds interval{200};
-constexpr qint64 probeAfterMs = 1000; // without progress; then the peer's port is asked for
+constexpr std::chrono::milliseconds interval{50};
+constexpr qint64 drawIntervalMs = 200;
+// Without progress for so long, the server's port is asked for at every look: a server that is started
+// again leaves it unowned for a moment only, and the new one knows nothing of this connection.
+constexpr qint64 probeAfterMs = 100;
 
 SocketAddress peerOf(UDTSOCKET socket)
 {
@@ -75,12 +78,16 @@ void TaskMonitor::watch()
     QElapsedTimer clock;
     clock.start();
     RefusalProbe probe(peerOf(m_task.socket));
+    qint64 drawnMs = 0;
     std::unique_lock<std::mutex> lock(m_mutex);
     while (!m_ending.wait_for(lock, interval, [this] { return m_isEnding; })) {
         const qint64 nowMs = clock.elapsed();
         const CounterReading reading = m_task.read();
         m_view = meter.update(nowMs, reading);
-        m_display.show(m_task.name, m_view, nowMs);
+        if (nowMs - drawnMs >= drawIntervalMs) {
+            m_display.show(m_task.name, m_view, nowMs);
+            drawnMs = nowMs;
+        }
 
         const qint64 idleMs = nowMs - meter.lastMoveMs();
         const bool isQuiet = m_view.phase == Phase::Waiting || m_view.phase == Phase::Verifying;

@@ -32,10 +32,10 @@ QString summaryText(const TransferSummary &summary)
     parts << durationText(summary.seconds);
     if (summary.movedBytes > 0 && summary.seconds > 0)
         parts << rateText(static_cast<double>(summary.movedBytes) / summary.seconds);
-    QString text = parts.join(QStringLiteral(", ")) + QLatin1Char('\n');
+    QString text = parts.join(QStringLiteral(", "));
     if (summary.hidden > 0)
-        text += QStringLiteral("note: %1 there now that no listing shows: their names, or those of "
-                               "directories above them, begin with a dot. `vesk get` takes each by name.\n")
+        text += QStringLiteral("\nnote: %1 there now that no listing shows: their names, or those of "
+                               "directories above them, begin with a dot. `vesk get` takes each by name.")
                     .arg(countText(summary.hidden, QStringLiteral("hidden file")));
     return text;
 }

@@ -29,7 +29,7 @@ struct TransferSummary {
     bool hasSuccess() const { return placed + alreadyThere + directories > 0; }
 };
 
-/// The summary as lines for people, with line ends.
+/// The summary as one or two lines for people, without a line end.
 QString summaryText(const TransferSummary &summary);
 
 /// The summary as the fields of an event; sizes in bytes.

@@ -21,6 +21,21 @@ QString octal(int mode)
     return QString::number(mode, 8);
 }
 
+void logTask(VeskBase &handler, bool succeeded)
+{
+    const QString operation = handler.getParam(QStringLiteral("operator"));
+    const QString path = handler.getParam(QStringLiteral("path"));
+    const QString end = handler.getParam(QStringLiteral("transferEndSize"));
+    if (operation.isEmpty() || operation == QLatin1String("return"))
+        return;
+    const QString result = succeeded ? QStringLiteral("done") : QStringLiteral("failed");
+    QString line = QStringLiteral("%1 %2 %3").arg(operation, path, result);
+    if (!end.isEmpty())
+        line += QStringLiteral(", bytes %1 to %2")
+                    .arg(handler.getParam(QStringLiteral("transferBeginSize")), end);
+    logServer(succeeded ? QStringLiteral("info") : QStringLiteral("warning"), line);
+}
+
 } // namespace
 
 ServerConnection::ServerConnection(const Context &context, UdtSocket socket, const SocketAddress &peer)
@@ -98,6 +113,8 @@ ServerConnection::Next ServerConnection::serveTask()
     const bool mayRun = publish(handler.get());
     const bool succeeded = mayRun && handler->process();
     (void)publish(nullptr); // whether to stop is asked at the next task
+    if (gate.wasAsked())
+        logTask(*handler, succeeded);
     if (succeeded)
         return Next::AnotherTask;
     return mayRun ? afterFailure(*handler, gate) : Next::Close;

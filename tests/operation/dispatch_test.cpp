@@ -114,6 +114,29 @@ TEST_F(ServerDispatch, RefusesAMapThatTouchesTheHostsParameters)
     EXPECT_EQ(param("respondStatus"), "failed");
 }
 
+TEST_F(ServerDispatch, RefusesAMapWithAnInnerKey)
+{
+    const RunningTask task = start();
+    ASSERT_TRUE(peer.sendMap(MessageKind::TaskParam, {{"operator", "return"}, {"_version", "3"}}));
+    EXPECT_EQ(task.result(), false);
+    EXPECT_EQ(logged(), QStringList{"error|respond: TaskParam setParams failed."});
+    EXPECT_EQ(handler().getKey(), "VESK-2.0.0");
+    EXPECT_EQ(handler().getLastError(), "");
+}
+
+TEST_F(ServerDispatch, ARefusalByTheHostsPolicyBecomesTheLastError)
+{
+    handler().setTaskPolicy(
+        [](const ParamMap &map) { return map.value("userName") == "user" ? "NoRights" : ""; });
+    const RunningTask task = start();
+    ASSERT_TRUE(peer.sendMap(MessageKind::TaskParam, taskParam("upload")));
+    EXPECT_EQ(task.result(), false);
+    EXPECT_EQ(logged(), QStringList{"error|respond: TaskParam setParams failed."});
+    EXPECT_EQ(handler().getLastError(), "NoRights");
+    EXPECT_EQ(param("respondStatus"), "failed");
+    EXPECT_FALSE(handler().hasSent(MessageKind::TaskParamAck)) << "the answer is the host's";
+}
+
 TEST_F(ServerDispatch, ReadsATextThatIsNoMapAsAnEmptyOne)
 {
     const RunningTask task = start();

@@ -63,7 +63,7 @@ protected:
     }
     QList<int> modes() const { return {modeOf(path("a"_s)), modeOf(path("a/b"_s)), modeOf(path("a/b/c"_s))}; }
 
-    const TempDir m_directory;
+    const TempDir m_directory{};
 };
 
 using FileModes = Chain;

@@ -52,7 +52,7 @@ protected:
         return m_handler->getFileVerifyValue(m_directory.path(name), QLatin1String(mode));
     }
 
-    const TempDir m_directory;
+    const TempDir m_directory{};
     const std::unique_ptr<VeskBase> m_handler = std::make_unique<VeskBase>();
 };
 

@@ -67,8 +67,9 @@ OperationTest::OperationTest(const QString &endPoint)
 
 OperationTest::~OperationTest() = default;
 
-void OperationTest::set(const QString &key, const QString &value) const
+void OperationTest::set(const QString &key, const QString &value)
 {
+    m_settings.insert(key, value);
     EXPECT_TRUE(m_handler->setParam(key, value)) << key.toStdString();
 }
 
@@ -94,10 +95,9 @@ UDTSOCKET OperationTest::handlerSocket() const
 
 void OperationTest::replaceHandler(std::unique_ptr<VeskHandler2_0_0> next)
 {
-    ParamMap params;
-    m_handler->getParams(params);
-    EXPECT_TRUE(next->setParams(params));
+    EXPECT_TRUE(next->setParams(m_settings));
     m_handler = std::move(next);
+    m_earlierLines = log.lines(m_handler.get()).size();
 }
 
 ClientTest::ClientTest(const QString &operation)

@@ -61,10 +61,10 @@ protected:
 
     VeskHandler2_0_0 &handler() const { return *m_handler; }
     QString param(const QString &key) const { return m_handler->getParam(key, "absent"); }
-    void set(const QString &key, const QString &value) const;
+    void set(const QString &key, const QString &value);
 
-    /// Puts another handler (of a derived class, say) in the place of the present one, with the same
-    /// parameters. Returns it.
+    /// Puts another handler (of a derived class, say) in the place of the present one, with the parameters
+    /// that were `set`. Returns it.
     template <typename Handler, typename... Arguments>
     Handler &useHandler(Arguments &&...arguments)
     {
@@ -80,7 +80,7 @@ protected:
     RunningTask startAsOrdinaryUser();
 
     /// The lines of the handler so far, each "level|message".
-    QStringList logged() const { return log.lines(m_handler.get()); }
+    QStringList logged() const { return log.lines(m_handler.get()).mid(m_earlierLines); }
 
     /// Closes the end of the handler or the peer.
     void closeHandlerSocket();
@@ -96,6 +96,8 @@ private:
 
     const bool m_isServer;
     std::unique_ptr<VeskHandler2_0_0> m_handler;
+    ParamMap m_settings;
+    int m_earlierLines = 0; // of a handler that stood at the same address before
 
 protected:
     ScriptedPeer peer;

@@ -1,0 +1,124 @@
+#include "tests/host/program.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QFileInfo>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QThread>
+
+#include <csignal>
+
+namespace VESK::Test
+{
+
+bool waitUntil(const std::function<bool()> &condition, int limitMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > limitMs)
+            return false;
+        QThread::msleep(2);
+    }
+    return true;
+}
+
+qint64 sizeOf(const QString &path)
+{
+    return QFileInfo(path).size();
+}
+
+Program::Program(const QStringList &arguments, const QStringList &wrapper)
+{
+    QStringList command = wrapper;
+    command << QStringLiteral(VESK_PROGRAM) << arguments;
+    const QString first = command.takeFirst();
+    m_process.start(first, command);
+    (void)m_process.waitForStarted(); // a program that does not start shows in waitForEnd
+}
+
+Program::~Program()
+{
+    if (m_process.state() != QProcess::NotRunning)
+        kill();
+}
+
+bool Program::isRunning()
+{
+    return !m_process.waitForFinished(0) && m_process.state() == QProcess::Running;
+}
+
+int Program::waitForEnd(int limitMs)
+{
+    if (m_process.state() != QProcess::NotRunning && !m_process.waitForFinished(limitMs))
+        return -1;
+    return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+}
+
+void Program::kill()
+{
+    m_process.kill();
+    (void)m_process.waitForFinished(); // nothing survives it
+}
+
+void Program::signal(int number)
+{
+    ::kill(static_cast<pid_t>(m_process.processId()), number);
+}
+
+void Program::collect()
+{
+    if (m_process.state() != QProcess::NotRunning)
+        (void)m_process.waitForReadyRead(1); // takes over what is there
+    m_out += m_process.readAllStandardOutput();
+    m_err += m_process.readAllStandardError();
+}
+
+QString Program::out()
+{
+    collect();
+    return QString::fromUtf8(m_out);
+}
+
+QString Program::err()
+{
+    collect();
+    return QString::fromUtf8(m_err);
+}
+
+QJsonObject Program::event(const QString &name)
+{
+    QJsonObject found;
+    const QStringList lines = out().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    for (const QString &line : lines) {
+        const QJsonObject event = QJsonDocument::fromJson(line.toUtf8()).object();
+        if (event.value(QStringLiteral("event")).toString() == name)
+            found = event;
+    }
+    return found;
+}
+
+ServerProgram::ServerProgram(const QString &directory, quint16 port, const QStringList &more,
+                             const QStringList &wrapper)
+    : m_program(QStringList{QStringLiteral("serve"), directory, QStringLiteral("--listen"),
+                            QStringLiteral("127.0.0.1:%1").arg(port)}
+                    + more,
+                wrapper)
+{
+    static const QRegularExpression ready(QStringLiteral("^serving .* on 127\\.0\\.0\\.1:([0-9]+)\n"),
+                                          QRegularExpression::MultilineOption);
+    QRegularExpressionMatch match;
+    const bool isReady = waitUntil([&] {
+        match = ready.match(m_program.err());
+        return match.hasMatch() || !m_program.isRunning();
+    });
+    if (isReady && match.hasMatch())
+        m_port = match.captured(1).toUShort();
+}
+
+QString ServerProgram::url(const QString &path) const
+{
+    return QStringLiteral("vesk://127.0.0.1:%1/%2").arg(QString::number(m_port), path);
+}
+
+} // namespace VESK::Test
