@@ -1,7 +1,6 @@
 #include "tests/operation/support/operation_test.h"
 
-#include <sys/fsuid.h>
-#include <unistd.h>
+#include "tests/operation/support/file_limits.h"
 
 #include <thread>
 
@@ -17,17 +16,6 @@ constexpr int hangLimitMs =
 QString address(const std::int64_t &counter)
 {
     return QString::number(reinterpret_cast<std::uintptr_t>(&counter));
-}
-
-/// Linux keeps the identity that file access is checked against for each thread, and takes the rights to
-/// override permissions away with it.
-void becomeOrdinaryUser()
-{
-    constexpr unsigned int nobody = 65534;
-    if (::geteuid() != 0)
-        return;
-    ::setfsgid(nobody);
-    ::setfsuid(nobody);
 }
 
 } // namespace

@@ -1,0 +1,81 @@
+#include "tests/operation/support/file_limits.h"
+
+#include <QtCore/QDir>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/fsuid.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <vector>
+
+namespace VESK::Test
+{
+
+namespace
+{
+
+/// Sets the soft limit, which may be raised again; the old one.
+unsigned long setLimit(decltype(RLIMIT_FSIZE) resource, unsigned long value)
+{
+    rlimit limit{};
+    ::getrlimit(resource, &limit);
+    const unsigned long old = limit.rlim_cur;
+    limit.rlim_cur = value;
+    ::setrlimit(resource, &limit);
+    return old;
+}
+
+/// The lowest number above which `count` descriptors can still be opened.
+unsigned long numberAfter(unsigned long count)
+{
+    std::vector<int> opened;
+    unsigned long limit = 0;
+    for (unsigned long i = 0; i < count; ++i) {
+        opened.push_back(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+        limit = static_cast<unsigned long>(opened.back()) + 1;
+    }
+    for (const int descriptor : opened)
+        ::close(descriptor);
+    return limit;
+}
+
+} // namespace
+
+void becomeOrdinaryUser()
+{
+    constexpr unsigned int nobody = 65534;
+    if (::geteuid() != 0)
+        return;
+    ::setfsgid(nobody);
+    ::setfsuid(nobody); // takes the rights to override permissions away, too
+}
+
+int openDescriptors()
+{
+    return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size() - 1;
+}
+
+FileSizeLimit::FileSizeLimit(unsigned long bytes)
+{
+    std::signal(SIGXFSZ, SIG_IGN); // else the write would end the process
+    m_old = setLimit(RLIMIT_FSIZE, bytes);
+}
+
+FileSizeLimit::~FileSizeLimit()
+{
+    setLimit(RLIMIT_FSIZE, m_old);
+}
+
+DescriptorLimit::DescriptorLimit(unsigned long count)
+    : m_old(setLimit(RLIMIT_NOFILE, numberAfter(count)))
+{
+}
+
+DescriptorLimit::~DescriptorLimit()
+{
+    setLimit(RLIMIT_NOFILE, m_old);
+}
+
+} // namespace VESK::Test

@@ -1,0 +1,41 @@
+#pragma once
+
+namespace VESK::Test
+{
+
+/// Gives the calling thread the file permissions of an ordinary user, for the rest of its life: Linux keeps
+/// the identity that file access is checked against for each thread. Nothing changes when the program does
+/// not run as root.
+void becomeOrdinaryUser();
+
+/// The descriptors that this process has open.
+int openDescriptors();
+
+/// While it lives, a file of this process cannot grow beyond `bytes`: a write that would, fails, as on a
+/// full disk.
+class FileSizeLimit
+{
+public:
+    explicit FileSizeLimit(unsigned long bytes);
+    ~FileSizeLimit();
+    FileSizeLimit(const FileSizeLimit &) = delete;
+    FileSizeLimit &operator=(const FileSizeLimit &) = delete;
+
+private:
+    unsigned long m_old;
+};
+
+/// While it lives, this process can open `count` more descriptors at the most.
+class DescriptorLimit
+{
+public:
+    explicit DescriptorLimit(unsigned long count);
+    ~DescriptorLimit();
+    DescriptorLimit(const DescriptorLimit &) = delete;
+    DescriptorLimit &operator=(const DescriptorLimit &) = delete;
+
+private:
+    unsigned long m_old;
+};
+
+} // namespace VESK::Test
