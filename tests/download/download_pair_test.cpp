@@ -123,6 +123,56 @@ TEST_P(DownloadResume, MovesOnlyTheMissingBytes)
 INSTANTIATE_TEST_SUITE_P(PercentHere, DownloadResume, testing::Values(10, 50, 99, 100),
                          testing::PrintToStringParamName());
 
+/// Stops a download of 30 MB in its midst and begins it anew on another connection.
+class DownloadStopped : public TransferPairTest, public testing::WithParamInterface<const char *>
+{
+protected:
+    /// The host's part: asks the handler to stop and closes the socket, once half of the file is here.
+    void stopAtHalf(VeskBase &handler)
+    {
+        ASSERT_TRUE(eventually([&] { return QFileInfo(temporary()).size() > size / 2; }));
+        const QString word = GetParam();
+        if (word != "cut") {
+            EXPECT_TRUE(word == "pause" ? handler.pause() : handler.cancel());
+        }
+        pair.closeClient();
+    }
+
+    QString temporary() const { return VeskBase().generateTmpFilePath(dir.path(local("file"))); }
+
+    static constexpr int size = 30000000;
+};
+
+TEST_P(DownloadStopped, GoesOnWithWhatWasKept)
+{
+    const QString word = GetParam();
+    const QByteArray content = pattern(size);
+    ASSERT_TRUE(dir.write(remote("file"), content));
+    startServer();
+    std::optional<Background<std::function<void()>>> stopper;
+    const Outcome stopped =
+        run("download", {{"srcPath", "box"}, {"destPath", dir.path("local")}, {"fileName", "file"}},
+            [&](VeskBase &handler) { stopper.emplace([&] { stopAtHalf(handler); }); });
+    EXPECT_TRUE(stopper->wait(patience));
+    EXPECT_FALSE(stopped.succeeded);
+    EXPECT_EQ(stopped.lastError, word == "cut" ? "" : word);
+    EXPECT_FALSE(dir.exists(local("file")));
+    const qint64 kept = QFileInfo(temporary()).size();
+    EXPECT_EQ(kept > size / 2, word != "cancel");
+
+    UdtPair fresh;
+    const ServerLoop server(fresh.server(), serverParams());
+    const Outcome resumed =
+        download("file", {{"clientSocket", QString::number(fresh.client())}, {"bVerify", "sha256"}});
+    EXPECT_TRUE(resumed.succeeded);
+    EXPECT_EQ(resumed.params.value("transferBeginSize"), QString::number(kept));
+    EXPECT_EQ(dir.read(local("file")), content);
+    EXPECT_FALSE(QFileInfo::exists(temporary()));
+    fresh.closeClient();
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, DownloadStopped, testing::Values("pause", "cancel", "cut"));
+
 TEST_F(TransferPairTest, AResumedFileThatDoesNotFitIsFetchedAnewTheNextTime)
 {
     const QByteArray content = pattern(300000);

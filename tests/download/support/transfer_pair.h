@@ -86,8 +86,9 @@ protected:
         return outcomes.value_or(std::vector<Outcome>());
     }
 
-    /// One task of the client.
-    Outcome run(const QString &operation, const ParamMap &params)
+    /// One task of the client. `watcher`, if given, has the handler before the task begins.
+    Outcome run(const QString &operation, const ParamMap &params,
+                const std::function<void(VeskBase &)> &watcher = {})
     {
         total = -7;
         done = -7;
@@ -106,6 +107,8 @@ protected:
                               {"offset", QString::number(reinterpret_cast<std::uintptr_t>(&done))}};
         EXPECT_TRUE(handler.setParams(common));
         EXPECT_TRUE(handler.setParams(params));
+        if (watcher)
+            watcher(handler);
         Outcome outcome{handler.process(), handler.getLastError(), {}};
         handler.getParams(outcome.params);
         return outcome;
