@@ -176,6 +176,20 @@ TEST_F(UploadRespond, ReportsATargetThatAppearedMeanwhile)
     EXPECT_FALSE(handler().hasSent(MessageKind::Closing));
 }
 
+TEST_F(UploadRespond, DoesNotWriteThroughALinkThatLeadsNowhere)
+{
+    ASSERT_TRUE(dir.mkdir(stored("in/box")));
+    ASSERT_TRUE(QFile::link(dir.path("outside"), target()));
+    const RunningTask task = start();
+    ASSERT_EQ(ask(offer("text")), answer(true, 0));
+    ASSERT_TRUE(peer.sendBytes("text"));
+    EXPECT_EQ(task.result(), false);
+    EXPECT_EQ(logged(), lines({error("rename " + temporary() + " to " + target() + " failed.")}));
+    EXPECT_FALSE(dir.exists("outside"));
+    EXPECT_EQ(content(temporaryName()), "text");
+    EXPECT_TRUE(QFileInfo(target()).isSymLink());
+}
+
 TEST_F(UploadRespond, ReportsThatTheClosingMessageCannotBeSent)
 {
     useHandler<MuteHandler>(MessageKind::Closing);

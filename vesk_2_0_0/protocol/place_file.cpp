@@ -67,7 +67,9 @@ bool removeOldTarget(const Operation &op, const QString &target, bool existed)
 
 bool renameIntoPlace(const Operation &op, const QString &temporary, const QString &target)
 {
-    if (!QFile::rename(temporary, target))
+    // A link that leads nowhere does not "exist", and QFile::rename copies through it, out of the storage
+    // for all one knows.
+    if (QFileInfo(target).isSymLink() || !QFile::rename(temporary, target))
         return op.fail("%1: rename %2 to %3 failed.", temporary, target);
     return true;
 }
