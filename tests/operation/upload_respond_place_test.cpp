@@ -170,6 +170,17 @@ TEST_F(UploadRespond, AMissingVerificationValueEqualsNone)
     EXPECT_EQ(task.result(), false);
 }
 
+TEST_F(UploadRespond, WithoutAModeVerificationIsOn)
+{
+    ParamMap modeless = offer("text");
+    modeless.remove("bVerify");
+    const RunningTask task = start();
+    ASSERT_EQ(ask(modeless), answer(true, 0));
+    ASSERT_TRUE(peer.sendBytes("text"));
+    EXPECT_EQ(peer.recvMap(MessageKind::FileVerifyResult), (ParamMap{{"verifyResult", "false"}}));
+    EXPECT_EQ(task.result(), false);
+}
+
 TEST_F(UploadRespond, AnEmptyTimeIsNotSet)
 {
     const RunningTask task = start();
