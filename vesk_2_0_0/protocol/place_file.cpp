@@ -24,13 +24,13 @@ bool leadsNowhere(const QString &path)
 
 } // namespace
 
-QString takeTemporaryFile(const Operation &op, const QString &target)
+std::optional<QString> takeTemporaryFile(const Operation &op, const QString &target)
 {
     const QString temporary = op.handler().generateTmpFilePath(target);
     if (op.handler().setParam(Key::tmpFilePath, temporary))
         return temporary;
     op.error("%1: setParam tmpFilePath %2 failed.", temporary);
-    return QString();
+    return std::nullopt;
 }
 
 std::int64_t sizeOnDisk(const QString &path)
