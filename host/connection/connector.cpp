@@ -5,7 +5,6 @@
 #include <QtCore/QElapsedTimer>
 
 #include <cerrno>
-#include <cstring>
 
 namespace VESK::Host
 {
@@ -31,7 +30,7 @@ void fillRefusal(const RefusalProbe &probe, ConnectFailure *failure)
 {
     const bool isRefused = probe.systemError() == ECONNREFUSED;
     failure->kind = isRefused ? ConnectFailure::Kind::Refused : ConnectFailure::Kind::NoRoute;
-    failure->detail = QString::fromLocal8Bit(std::strerror(probe.systemError()));
+    failure->detail = qt_error_string(probe.systemError());
 }
 
 } // namespace

@@ -76,8 +76,7 @@ bool Demo::killUploadHalfway()
     const QString target = QStringLiteral("vesk://127.0.0.1:%1/%2").arg(QString::number(m_port), shareName);
     ChildProcess client(m_modulePath, {QStringLiteral("put"), m_source, target});
     const QString partial = temporaryPath(targetPath());
-    while (sizeOf(partial) < m_size * killPercent / 100 && client.waitForFinished(0) == false
-           && client.isRunning()) {
+    while (sizeOf(partial) < m_size * killPercent / 100 && !client.waitForFinished(0) && client.isRunning()) {
         if (!m_interruption.wait(pollSeconds))
             return fail(QStringLiteral("interrupted"));
     }

@@ -248,6 +248,20 @@ TEST_F(ServerControl, AStopEndsTheWaitForTheTaskParam)
     }
 }
 
+TEST_F(ServerControl, AStopBeforeTheTaskEndsItAtOnce)
+{
+    for (const Stop &stop : stops) {
+        UdtPair fresh;
+        useHandler<VeskHandler2_0_0>();
+        set("serverSocket", QString::number(fresh.server()));
+        EXPECT_TRUE((handler().*stop.call)());
+        const RunningTask task(handler(), fresh);
+        EXPECT_EQ(task.result(stopLimit), false);
+        EXPECT_EQ(handler().getLastError(), stop.word);
+        EXPECT_EQ(logged(), QStringList{"error|respond: recv TaskParam failed."});
+    }
+}
+
 TEST_F(ServerControl, AStopEndsTheTransferAndOnlyACancelDropsWhatCame)
 {
     for (const Stop &stop : stops) {

@@ -189,15 +189,23 @@ TEST_F(Streams, ReportsAFileThatMayNotBeRead)
 TEST_F(Streams, ReportsWhenThereAreNoDescriptorsLeft)
 {
     ASSERT_TRUE(dir.write("file", "text"));
+    const QString path = dir.path("file");
+    VeskHandler2_0_0 &subject = handler();
+    // A sanitizer's first look at an object takes descriptors itself, so every kind has been looked at
+    // before.
+    EXPECT_FALSE(subject.createStream(dir.path("missing"), reading));
+    const int before = logged().size();
+    bool opened = true;
     {
         const DescriptorLimit room(1); // for the opener, and not for the duplicate
-        EXPECT_FALSE(handler().createStream(dir.path("file"), reading));
+        opened = subject.createStream(path, reading);
     }
-    EXPECT_EQ(logged(),
-              QStringList{"error|createStream: Fd open file " + dir.path("file") + " failed.error "
-                          + QString::number(EMFILE)});
+    EXPECT_FALSE(opened);
+    EXPECT_EQ(
+        logged().mid(before),
+        QStringList{"error|createStream: Fd open file " + path + " failed.error " + QString::number(EMFILE)});
     EXPECT_EQ(handler().getStream(), nullptr);
-    EXPECT_TRUE(handler().createStream(dir.path("file"), reading)) << "and it works again afterwards";
+    EXPECT_TRUE(handler().createStream(path, reading)) << "and it works again afterwards";
     handler().destroyStream();
 }
 

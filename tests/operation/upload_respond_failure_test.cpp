@@ -176,6 +176,19 @@ TEST_F(UploadRespond, ReportsATargetThatAppearedMeanwhile)
     EXPECT_FALSE(handler().hasSent(MessageKind::Closing));
 }
 
+TEST_F(UploadRespond, ReplacesALinkThatLeadsNowhereAndDoesNotWriteThroughIt)
+{
+    ASSERT_TRUE(dir.mkdir(stored("in/box")));
+    ASSERT_TRUE(QFile::link(dir.path("outside"), target()));
+    const RunningTask task = start();
+    ASSERT_EQ(ask(offer("text")), answer(true, 0));
+    ASSERT_TRUE(peer.sendBytes("text"));
+    EXPECT_EQ(task.result(), true);
+    EXPECT_FALSE(dir.exists("outside"));
+    EXPECT_FALSE(QFileInfo(target()).isSymLink());
+    EXPECT_EQ(content("in/box/file.bin"), "text");
+}
+
 TEST_F(UploadRespond, ReportsThatTheClosingMessageCannotBeSent)
 {
     useHandler<MuteHandler>(MessageKind::Closing);

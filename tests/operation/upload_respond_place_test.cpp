@@ -112,6 +112,20 @@ TEST_F(UploadRespond, ReplacesALinkAndNotWhatItLeadsTo)
     EXPECT_EQ(content(name), "text");
 }
 
+TEST_F(UploadRespond, DoesNotWriteThroughALinkThatLeadsNowhere)
+{
+    ASSERT_TRUE(dir.mkdir(stored("in/box")));
+    ASSERT_TRUE(QFile::link(dir.path("outside"), target()));
+    const RunningTask task = start();
+    ASSERT_EQ(ask(offer("text")), answer(true, 0));
+    ASSERT_TRUE(peer.sendBytes("text"));
+    EXPECT_TRUE(peer.recvMap(MessageKind::Closing));
+    EXPECT_EQ(task.result(), true);
+    EXPECT_FALSE(dir.exists("outside"));
+    EXPECT_FALSE(QFileInfo(target()).isSymLink()) << "the link gives way to the file";
+    EXPECT_EQ(content(name), "text");
+}
+
 TEST_F(UploadRespond, ReportsASuccessfulVerificationBeforeTheClosingMessage)
 {
     store("source", pattern(5000));
@@ -151,6 +165,17 @@ TEST_F(UploadRespond, AMissingVerificationValueEqualsNone)
 {
     const RunningTask task = start();
     ASSERT_EQ(ask(offer("text", {{"bVerify", "md5"}})), answer(true, 0));
+    ASSERT_TRUE(peer.sendBytes("text"));
+    EXPECT_EQ(peer.recvMap(MessageKind::FileVerifyResult), (ParamMap{{"verifyResult", "false"}}));
+    EXPECT_EQ(task.result(), false);
+}
+
+TEST_F(UploadRespond, WithoutAModeVerificationIsOn)
+{
+    ParamMap modeless = offer("text");
+    modeless.remove("bVerify");
+    const RunningTask task = start();
+    ASSERT_EQ(ask(modeless), answer(true, 0));
     ASSERT_TRUE(peer.sendBytes("text"));
     EXPECT_EQ(peer.recvMap(MessageKind::FileVerifyResult), (ParamMap{{"verifyResult", "false"}}));
     EXPECT_EQ(task.result(), false);

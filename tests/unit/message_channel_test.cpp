@@ -88,6 +88,17 @@ TEST_F(MessageChannelTest, CarriesFramesThatEndWithAFullPacket)
         }
 }
 
+TEST_F(MessageChannelTest, DoesNotWaitForTheTimerAfterAFullPacket)
+{
+    // A frame that ends with a full packet and is sent in one go arrives 0.1 s late, so this took 5 s.
+    const QString text(packetPayload(m_pair.client()) - 12, QLatin1Char('x'));
+    const Background exchange([&] {
+        for (int i = 0; i < 50; ++i)
+            expectTravels(anyKind, text);
+    });
+    EXPECT_EQ(exchange.wait(seconds(3)), true);
+}
+
 TEST_F(MessageChannelTest, CarriesTheLargestMessage)
 {
     expectTravels(anyKind, QString(maxPayload, QLatin1Char('x')));

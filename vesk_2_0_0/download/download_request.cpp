@@ -103,10 +103,10 @@ bool VeskHandler2_0_0::downloadRequest()
         return false;
     noteDevice(op);
 
-    const QString temporary = takeTemporaryFile(op, local);
-    if (temporary.isEmpty())
+    const std::optional<QString> temporary = takeTemporaryFile(op, local);
+    if (!temporary)
         return false;
-    publish(counters->done, replace ? 0 : sizeOnDisk(temporary));
+    publish(counters->done, replace ? 0 : sizeOnDisk(*temporary));
     const QString begin = QString::number(*counters->done);
     setParam(Key::transferBeginSize, begin);
     params->insert(Key::offset, begin);
@@ -118,10 +118,10 @@ bool VeskHandler2_0_0::downloadRequest()
         return false;
     const OfferedFile offer = readOffer(*ack);
     if (offer.missing) {
-        QFile::remove(temporary); // if it cannot be removed, it only waits for a file that may come back
+        QFile::remove(*temporary); // if it cannot be removed, it only waits for a file that may come back
         return op.fail("%1: server file [%2] not existed .", offer.missingPath);
     }
-    if (offer.truncate && !startOver(op, offer, temporary, counters->done))
+    if (offer.truncate && !startOver(op, offer, *temporary, counters->done))
         return false;
     publish(counters->total, offer.size);
     if (!offer.transfer) {
@@ -131,13 +131,13 @@ bool VeskHandler2_0_0::downloadRequest()
     }
     op.checkStatus();
 
-    const IncomingFile incoming{socket, local, temporary, receivingMode(replace), offer.size};
+    const IncomingFile incoming{socket, local, *temporary, receivingMode(replace), offer.size};
     // clang-format off
     const bool placed = makeDirectory(op, QFileInfo(local).path())
         && receiveBulk(op, incoming, *counters->done)
-        && reportVerification(op, verifyMode, temporary, offer.verifyValue)
+        && reportVerification(op, verifyMode, *temporary, offer.verifyValue)
         && removeOldTarget(op, local, existed)
-        && renameIntoPlace(op, temporary, local);
+        && renameIntoPlace(op, *temporary, local);
     // clang-format on
     if (!placed)
         return false;

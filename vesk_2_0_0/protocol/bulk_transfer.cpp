@@ -6,6 +6,8 @@
 
 #include <udt/udt.h>
 
+#include <algorithm>
+
 namespace VESK
 {
 
@@ -73,7 +75,9 @@ bool receiveBulk(const Operation &op, const IncomingFile &file, std::int64_t &po
     {
         const ScopedSocketOption<bool> blocking(file.socket, UDT_RCVSYN,
                                                 true); // else the call would never wake
-        if (UDT::recvfile(file.socket, *stream, position, file.size - position, receiveBlock) == UDT::ERROR)
+        // The size is what the peer announced; one below zero moves nothing, as does any below the position.
+        const std::int64_t remaining = std::max<std::int64_t>(file.size, 0) - position;
+        if (UDT::recvfile(file.socket, *stream, position, remaining, receiveBlock) == UDT::ERROR)
             error = udtError();
     }
     closeStream(op, position);

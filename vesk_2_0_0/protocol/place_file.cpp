@@ -16,15 +16,21 @@ namespace
 constexpr unsigned int truncateMode = 50; // out (2), trunc (16) and binary (32)
 constexpr unsigned int appendMode = 42; // out (2), app (8) and binary (32)
 
+/// Is `path` a link to what does not exist?
+bool leadsNowhere(const QString &path)
+{
+    return QFileInfo(path).isSymLink() && !VeskBase::exist(path);
+}
+
 } // namespace
 
-QString takeTemporaryFile(const Operation &op, const QString &target)
+std::optional<QString> takeTemporaryFile(const Operation &op, const QString &target)
 {
     const QString temporary = op.handler().generateTmpFilePath(target);
     if (op.handler().setParam(Key::tmpFilePath, temporary))
         return temporary;
     op.error("%1: setParam tmpFilePath %2 failed.", temporary);
-    return QString();
+    return std::nullopt;
 }
 
 std::int64_t sizeOnDisk(const QString &path)
@@ -67,7 +73,9 @@ bool removeOldTarget(const Operation &op, const QString &target, bool existed)
 
 bool renameIntoPlace(const Operation &op, const QString &temporary, const QString &target)
 {
-    if (!QFile::rename(temporary, target))
+    // Qt copies where renaming fails, and through a link that leads nowhere it would write where that points.
+    const bool vacant = !leadsNowhere(target) || QFile::remove(target);
+    if (!vacant || !QFile::rename(temporary, target))
         return op.fail("%1: rename %2 to %3 failed.", temporary, target);
     return true;
 }

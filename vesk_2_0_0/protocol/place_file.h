@@ -3,6 +3,7 @@
 #include <QtCore/QString>
 
 #include <cstdint>
+#include <optional>
 
 namespace VESK
 {
@@ -11,9 +12,9 @@ class Operation;
 
 // How a received file gets to its place, at whichever end receives it.
 
-/// The temporary file of `target`, recorded under `tmpFilePath`; empty, after a log line, when another
+/// The temporary file of `target`, recorded under `tmpFilePath`; nothing, after a log line, when another
 /// running task is writing it.
-QString takeTemporaryFile(const Operation &op, const QString &target);
+std::optional<QString> takeTemporaryFile(const Operation &op, const QString &target);
 
 /// The size of a file in bytes, 0 when it does not exist: where a resumed transfer goes on.
 std::int64_t sizeOnDisk(const QString &path);

@@ -94,9 +94,9 @@ bool VeskHandler2_0_0::uploadRespond()
     op.info("%1: recv mac: %2", mac);
     setParam(Key::mac, mac);
 
-    const QString temporary = takeTemporaryFile(op, target);
+    const std::optional<QString> temporary = takeTemporaryFile(op, target);
     std::int64_t offset = 0;
-    if (temporary.isEmpty() || !settleOffset(op, offer, temporary, offset))
+    if (!temporary || !settleOffset(op, offer, *temporary, offset))
         return false;
     const ParamMap ack{{Key::ackRespond, Word::yes},
                        {Key::bTransfer, Word::of(transfer)},
@@ -111,15 +111,15 @@ bool VeskHandler2_0_0::uploadRespond()
     op.checkStatus();
 
     const QString directory = QFileInfo(target).path();
-    const IncomingFile incoming{socket, target, temporary, receivingMode(offer.replace), offer.size};
+    const IncomingFile incoming{socket, target, *temporary, receivingMode(offer.replace), offer.size};
     // clang-format off
     const bool placed = makeDirectory(op, directory)
         && setDirectoryModes(op, *root, directory)
         && receiveBulk(op, incoming, offset)
-        && reportVerification(op, offer.verifyMode, temporary, offer.verifyValue)
+        && reportVerification(op, offer.verifyMode, *temporary, offer.verifyValue)
         && removeOldTarget(op, target, existed)
-        && setFileMode(op, temporary)
-        && renameIntoPlace(op, temporary, target);
+        && setFileMode(op, *temporary)
+        && renameIntoPlace(op, *temporary, target);
     // clang-format on
     if (!placed)
         return false;
