@@ -8,7 +8,6 @@
 #include <QtCore/QFileInfo>
 
 #include <cerrno>
-#include <cstring>
 
 namespace VESK::Host
 {
@@ -46,7 +45,7 @@ TransferSummary Downloader::download(const std::vector<RemoteAddress> &sources, 
     for (const RemoteAddress &source : sources) {
         if (!isReady || !mayGoOn())
             break;
-        m_serverIsAway = false;
+        m_awayCode = ExitCode::Success;
         m_session.use(source);
         if (directories == Directories::Fetch)
             downloadTree(source);
@@ -98,11 +97,11 @@ bool Downloader::list(const RemoteAddress &source, TaskEnd *end)
     };
     m_spoolError.clear();
     if (!job.mayRepeat())
-        m_spoolError = QString::fromLocal8Bit(std::strerror(errno));
+        m_spoolError = qt_error_string(errno);
     else
         *end = m_session.run(job);
     if (m_spoolError.isEmpty() && end->kind == TaskEnd::Kind::Succeeded && !m_spool.rewind())
-        m_spoolError = QString::fromLocal8Bit(std::strerror(errno));
+        m_spoolError = qt_error_string(errno);
     if (!m_spoolError.isEmpty()) {
         end->kind = TaskEnd::Kind::Failed;
         end->failure = {ExitCode::LocalFile,
@@ -132,7 +131,7 @@ bool Downloader::takeBatch(const ParamMap &batch)
         }
         const auto kind = isDirectory ? NameSpool::Kind::Directory : NameSpool::Kind::File;
         if (!m_spool.add(kind, path.mid(1))) {
-            m_spoolError = QString::fromLocal8Bit(std::strerror(errno));
+            m_spoolError = qt_error_string(errno);
             return false;
         }
     }
@@ -156,16 +155,16 @@ void Downloader::takeEntries(const RemoteAddress &source, const QString &top)
 
 void Downloader::takeFile(const RemoteAddress &source, const QString &top, const QString &path)
 {
-    if (m_serverIsAway) {
-        m_report.addSilentFailure(ExitCode::ConnectionLost);
+    if (m_awayCode != ExitCode::Success) {
+        m_report.addSilentFailure(m_awayCode);
         return;
     }
     TaskJob job = newJob(source, Operation::Download);
     job.subPath = directoryPart(path);
     job.fileName = lastPart(path);
     job.localDirectory = job.subPath.isEmpty() ? top : top + QLatin1Char('/') + job.subPath;
-    job.shownName = QStringLiteral("[%1/%2] %3")
-                        .arg(QString::number(m_count), QString::number(m_spool.entries()), escaped(path));
+    job.shownName = escaped(path);
+    job.place = QStringLiteral("[%1/%2] ").arg(QString::number(m_count), QString::number(m_spool.entries()));
     run(job);
 }
 
@@ -179,7 +178,8 @@ void Downloader::run(const TaskJob &job)
         return;
     }
     const TaskEnd end = m_session.run(job);
-    m_serverIsAway = end.serverIsAway;
+    if (end.serverIsAway)
+        m_awayCode = end.failure.code;
     m_report.addTransfer(job, end);
 }
 
@@ -189,8 +189,8 @@ bool Downloader::makeDirectory(const QString &path)
     if (QDir().mkpath(path) && QFileInfo(path).isDir())
         return true;
     const int error = errno;
-    const QString why = QFileInfo::exists(path) ? QStringLiteral("it is there, and no directory")
-                                                : QString::fromLocal8Bit(std::strerror(error));
+    const QString why =
+        QFileInfo::exists(path) ? QStringLiteral("it is there, and no directory") : qt_error_string(error);
     m_report.addFailure({ExitCode::LocalFile,
                          QStringLiteral("cannot make the directory %1: %2").arg(escaped(path), why),
                          {}});

@@ -43,7 +43,7 @@ private:
     QString m_spoolError; // why the listing in hand cannot be taken to its end; empty while it can
     qint64 m_listed = 0; // names of the listing in hand, unfit ones included
     qint64 m_count = 0; // entries of the listing in hand that were dealt with
-    bool m_serverIsAway = false;
+    ExitCode m_awayCode = ExitCode::Success; // once the server is away: with what the rest fails
 };
 
 } // namespace VESK::Host

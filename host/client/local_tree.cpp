@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <memory>
 
 namespace VESK::Host
@@ -29,7 +28,7 @@ QByteArray joined(const QByteArray &directory, const QByteArray &name)
 
 QString systemText(int error)
 {
-    return QString::fromLocal8Bit(std::strerror(error));
+    return qt_error_string(error);
 }
 
 bool isDecodable(const QByteArray &name)

@@ -6,7 +6,6 @@
 #include "host/text.h"
 
 #include <cerrno>
-#include <cstring>
 #include <memory>
 
 namespace VESK::Host
@@ -46,8 +45,7 @@ ExitCode list(const ClientContext &context, const RemoteAddress &remote)
         report.addFailure(end.failure);
     else if (!isWritten && output.error() != EPIPE) // a reader that has seen enough is no failure
         report.addFailure({ExitCode::LocalFile,
-                           QStringLiteral("cannot write to stdout: %1")
-                               .arg(QString::fromLocal8Bit(std::strerror(output.error()))),
+                           QStringLiteral("cannot write to stdout: %1").arg(qt_error_string(output.error())),
                            {}});
     return report.exitCode();
 }

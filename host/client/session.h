@@ -16,7 +16,7 @@ struct TaskEnd {
     Failure failure; ///< when it failed
     qint64 movedBytes = 0; ///< by all attempts
     qint64 resumedBytes = 0; ///< what earlier runs had left where the first attempt began
-    bool serverIsAway = false; ///< it could not be reached; further tasks need not try
+    bool serverIsAway = false; ///< it failed since the server could not be reached; others need not try
 };
 
 /// Runs tasks one after another over one connection, and makes a new one when it is lost. Warnings of

@@ -9,7 +9,6 @@
 #include <QtCore/QFileInfo>
 
 #include <cerrno>
-#include <cstring>
 
 namespace VESK::Host
 {
@@ -97,10 +96,10 @@ bool Uploader::collect(const QString &top)
     const bool isWalked = isSpooled && tree.walk(top);
     isSpooled = isSpooled && m_spool.rewind();
     if (!isSpooled)
-        m_report.addFailure({ExitCode::LocalFile,
-                             QStringLiteral("cannot note the names in %1: %2")
-                                 .arg(QDir::tempPath(), QString::fromLocal8Bit(std::strerror(errno))),
-                             {QStringLiteral("TMPDIR names another directory for it.")}});
+        m_report.addFailure(
+            {ExitCode::LocalFile,
+             QStringLiteral("cannot note the names in %1: %2").arg(QDir::tempPath(), qt_error_string(errno)),
+             {QStringLiteral("TMPDIR names another directory for it.")}});
     return isSpooled && isWalked;
 }
 
@@ -108,8 +107,8 @@ void Uploader::uploadEntry(const NameSpool::Entry &entry, const QString &top, co
 {
     TaskJob job = newJob();
     const QString path = joined(prefix, entry.path);
-    job.shownName = QStringLiteral("[%1/%2] %3")
-                        .arg(QString::number(m_count), QString::number(m_spool.entries()), escaped(path));
+    job.shownName = escaped(path);
+    job.place = QStringLiteral("[%1/%2] ").arg(QString::number(m_count), QString::number(m_spool.entries()));
     if (entry.kind == NameSpool::Kind::Directory) {
         job.subPath = path;
         makeDirectory(job);
@@ -126,14 +125,15 @@ void Uploader::uploadFile(const QString &path, TaskJob job)
         m_report.addFailure(failure);
         return;
     }
-    if (m_serverIsAway) {
-        m_report.addSilentFailure(ExitCode::Unreachable);
+    if (m_awayCode != ExitCode::Success) {
+        m_report.addSilentFailure(m_awayCode);
         return;
     }
     if (job.shownName.isEmpty())
         job.shownName = escaped(job.fileName);
     const TaskEnd end = m_session.run(job);
-    m_serverIsAway = end.serverIsAway;
+    if (end.serverIsAway)
+        m_awayCode = end.failure.code;
     m_report.addTransfer(job, end);
     const bool isThere = end.kind == TaskEnd::Kind::Succeeded;
     if (isThere && isHidden(joined(job.subPath, job.fileName)))
@@ -142,13 +142,14 @@ void Uploader::uploadFile(const QString &path, TaskJob job)
 
 void Uploader::makeDirectory(TaskJob job)
 {
-    if (m_serverIsAway) {
-        m_report.addSilentFailure(ExitCode::Unreachable);
+    if (m_awayCode != ExitCode::Success) {
+        m_report.addSilentFailure(m_awayCode);
         return;
     }
     job.operation = Operation::CreateDir;
     const TaskEnd end = m_session.run(job);
-    m_serverIsAway = end.serverIsAway;
+    if (end.serverIsAway)
+        m_awayCode = end.failure.code;
     m_report.addDirectory(job, end);
 }
 

@@ -38,7 +38,7 @@ private:
     RunReport m_report;
     NameSpool m_spool;
     qint64 m_count = 0; // entries of the tree in hand that were dealt with
-    bool m_serverIsAway = false;
+    ExitCode m_awayCode = ExitCode::Success; // once the server is away: with what the rest fails
 };
 
 } // namespace VESK::Host

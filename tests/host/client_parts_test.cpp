@@ -1,3 +1,4 @@
+#include "host/client/local_tree.h"
 #include "host/client/name_spool.h"
 #include "host/client/remote_name.h"
 #include "host/client/task_errors.h"
@@ -5,11 +6,15 @@
 #include "host/error_type.h"
 #include "host/progress.h"
 
-#include "tests/support/qt_text.h"
+#include "tests/support/ordinary_user.h"
+#include "tests/support/temp_dir.h"
+
+#include <QtCore/QFile>
 
 #include <gmock/gmock.h>
 
 using namespace VESK::Host;
+using namespace VESK::Test;
 using Result = TaskOutcome::Result;
 
 namespace
@@ -66,6 +71,58 @@ TEST(NameSpoolTest, GivesBackWhatItTook)
     ASSERT_TRUE(directory);
     EXPECT_EQ(directory->kind, NameSpool::Kind::Directory);
     EXPECT_FALSE(spool.next());
+}
+
+// What a walk hands on and reports, sorted; "f:" for files, "d:" for empty directories, "s:" for the skipped.
+QStringList walked(const QString &top, int limit = 1000)
+{
+    QStringList found;
+    const auto note = [&](const QString &entry) {
+        found.append(entry);
+        return found.size() < limit;
+    };
+    LocalTree tree({[&](const QString &path) { return note(QStringLiteral("f:") + path); },
+                    [&](const QString &path) { return note(QStringLiteral("d:") + path); },
+                    [&](const QString &path, const QString &) { return note(QStringLiteral("s:") + path); }});
+    const bool isWhole = tree.walk(top);
+    EXPECT_EQ(isWhole, found.size() < limit);
+    found.sort();
+    return found;
+}
+
+TEST(LocalTreeTest, HandsOnFilesAndEmptyDirectoriesHiddenOnesToo)
+{
+    const TempDir directory;
+    ASSERT_TRUE(directory.write(QStringLiteral("a/b/f"), "f"));
+    ASSERT_TRUE(directory.write(QStringLiteral("a/.g"), "g"));
+    ASSERT_TRUE(directory.mkdir(QStringLiteral(".h/e")));
+    EXPECT_EQ(walked(directory.path()),
+              (QStringList{QStringLiteral("d:.h/e"), QStringLiteral("f:a/.g"), QStringLiteral("f:a/b/f")}));
+    EXPECT_EQ(walked(directory.path(), 1).size(), 1) << "it ends when it is told to";
+}
+
+TEST(LocalTreeTest, ReportsWhatAnOrdinaryUserCannotRead)
+{
+    const TempDir directory;
+    ASSERT_TRUE(directory.write(QStringLiteral("good"), "g"));
+    ASSERT_TRUE(directory.write(QStringLiteral("bad"), "b"));
+    ASSERT_TRUE(directory.mkdir(QStringLiteral("closed")));
+    ASSERT_TRUE(QFile::setPermissions(directory.path(), QFileDevice::Permissions(0x7755)));
+    ASSERT_TRUE(QFile::setPermissions(directory.path(QStringLiteral("bad")), {}));
+    ASSERT_TRUE(QFile::setPermissions(directory.path(QStringLiteral("closed")), {}));
+    EXPECT_TRUE(holdsForOrdinaryUser([&] {
+        return walked(directory.path())
+            == QStringList{QStringLiteral("d:closed"), QStringLiteral("f:good"), QStringLiteral("s:bad"),
+                           QStringLiteral("s:closed")};
+    }));
+    ASSERT_TRUE(
+        QFile::setPermissions(directory.path(QStringLiteral("closed")), QFileDevice::Permissions(0x7700)));
+}
+
+TEST(LocalTreeTest, ReportsATopThatIsNotThere)
+{
+    const TempDir directory;
+    EXPECT_EQ(walked(directory.path(QStringLiteral("absent"))).size(), 1);
 }
 
 TEST(DownloadVerdictTest, NamesTheFailuresByTheHandlersWords)
