@@ -18,7 +18,7 @@ namespace
 
 using Result = TaskOutcome::Result;
 
-constexpr int deliverySeconds = 3; // for the word "return" to reach the server
+constexpr int deliverySeconds = 3; // for the last message to reach the server
 constexpr double longestWaitSeconds = 30;
 constexpr int fruitlessLimit = 3; // tasks that the server cut off without a byte of progress
 
@@ -61,7 +61,7 @@ TaskEnd Session::run(const TaskJob &job)
         if (m_attempts.firstBegin < 0)
             m_attempts.firstBegin = end.outcome.begin;
         if (!end.outcome.connectionIsUsable)
-            m_socket.close();
+            drop(end.outcome);
         step = settle(job, &end);
     }
     end.resumedBytes = qMax<qint64>(0, m_attempts.firstBegin);
@@ -96,6 +96,14 @@ bool Session::ensureConnected(const TaskJob &job, TaskEnd *end)
         end->serverIsAway = false;
     }
     return true;
+}
+
+// A downloading client has just told the server that the file was not right.
+void Session::drop(const TaskOutcome &outcome)
+{
+    if (outcome.result == Result::VerifyFailed && m_socket.isConnected())
+        setLinger(m_socket.id(), deliverySeconds);
+    m_socket.close();
 }
 
 Session::Step Session::settle(const TaskJob &job, TaskEnd *end)

@@ -50,6 +50,7 @@ private:
     };
 
     bool ensureConnected(const TaskJob &job, TaskEnd *end);
+    void drop(const TaskOutcome &outcome);
     Step settle(const TaskJob &job, TaskEnd *end);
     Step settleLoss(const TaskJob &job, TaskEnd *end);
     Step fail(const Failure &failure, TaskEnd *end);
