@@ -23,6 +23,22 @@ inline QString nameTooLong()
 {
     return QStringLiteral("NameTooLong");
 }
+inline QString fileNotExist()
+{
+    return QStringLiteral("FileNotExist"); // the handler's own word
+}
+inline QString noSuchDirectory()
+{
+    return QStringLiteral("NoSuchDirectory");
+}
+inline QString notRegularFile()
+{
+    return QStringLiteral("NotRegularFile");
+}
+inline QString notReadable()
+{
+    return QStringLiteral("NotReadable");
+}
 inline QString notDirectory()
 {
     return QStringLiteral("NotDirectory");

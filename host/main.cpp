@@ -1,3 +1,6 @@
+#include "host/client/get_command.h"
+#include "host/client/ls_command.h"
+#include "host/client/mkdir_command.h"
 #include "host/client/put_command.h"
 #include "host/demo/demo_command.h"
 #include "host/exit_code.h"
@@ -23,7 +26,9 @@ int run(int argc, char **argv)
     CLI::App app("Examples:\n"
                  "  vesk demo                              see it work on this machine\n"
                  "  vesk serve /srv/incoming               offer a directory\n"
-                 "  vesk put film.mkv nas:incoming         upload a file\n\n"
+                 "  vesk put film.mkv nas:incoming         upload a file\n"
+                 "  vesk get nas:incoming/film.mkv .       download it\n"
+                 "  vesk ls nas:incoming                   list what is there\n\n"
                  "Moves large files over long, fast, lossy lines.",
                  "vesk");
     int exitCode = number(ExitCode::Success);
@@ -34,6 +39,9 @@ int run(int argc, char **argv)
     app.set_version_flag("--version", "vesk " + programVersion().toStdString());
     addServeCommand(app, global, exitCode);
     addPutCommand(app, global, exitCode);
+    addGetCommand(app, global, exitCode);
+    addLsCommand(app, global, exitCode);
+    addMkdirCommand(app, global, exitCode);
     addDemoCommand(app, global, exitCode);
     app.add_subcommand("version", "Prints the version.")->callback([] {
         writeStdout(QStringLiteral("vesk %1\n").arg(programVersion()));

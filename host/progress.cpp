@@ -30,14 +30,40 @@ QString phaseName(Phase phase)
         return QStringLiteral("waiting for the server");
     case Phase::Sending:
         return QStringLiteral("sending");
+    case Phase::Receiving:
+        return QStringLiteral("receiving");
     case Phase::Verifying:
         return QStringLiteral("verifying");
     }
     return QString();
 }
 
+namespace
+{
+
+// The handler writes the position of what is here already, asks, and learns the size from the answer.
+Phase downloadPhase(const CounterReading &reading)
+{
+    if (reading.done < 0)
+        return Phase::Hashing;
+    if (reading.total < 0)
+        return Phase::Waiting;
+    return reading.done < reading.total ? Phase::Receiving : Phase::Verifying;
+}
+
+} // namespace
+
+bool isMoving(Phase phase)
+{
+    return phase == Phase::Sending || phase == Phase::Receiving;
+}
+
 Phase phaseOf(const CounterReading &reading)
 {
+    if (reading.direction == Direction::None)
+        return Phase::Waiting;
+    if (reading.direction == Direction::Down)
+        return downloadPhase(reading);
     if (reading.total < 0)
         return Phase::Hashing;
     if (reading.done < 0)
@@ -61,7 +87,7 @@ ProgressView ProgressMeter::update(qint64 nowMs, const CounterReading &reading)
         while (m_samples.size() > 2 && nowMs - m_samples.front().timeMs > speedWindowMs)
             m_samples.pop_front();
     }
-    if (view.phase != Phase::Sending)
+    if (!isMoving(view.phase))
         m_lastMoveMs = nowMs;
     view.arrived = qMax<qint64>(0, m_arrived);
     if (view.total > 0)
@@ -69,7 +95,7 @@ ProgressView ProgressMeter::update(qint64 nowMs, const CounterReading &reading)
             qMax(m_percent, static_cast<int>(qMin<qint64>(highestPercent, view.arrived * 100 / view.total)));
     view.percent = m_percent;
     view.bytesPerSecond = speed();
-    if (view.phase == Phase::Sending && view.bytesPerSecond > 0)
+    if (isMoving(view.phase) && view.bytesPerSecond > 0)
         view.secondsLeft = static_cast<double>(view.total - view.arrived) / view.bytesPerSecond;
     return view;
 }
@@ -86,7 +112,7 @@ double ProgressMeter::speed() const
 QString progressLine(const QString &name, const ProgressView &view, int width)
 {
     QString facts = phaseName(view.phase);
-    if (view.phase == Phase::Sending) {
+    if (isMoving(view.phase)) {
         facts = QStringLiteral("%1%  %2 of %3  %4")
                     .arg(QString::number(view.percent), bytesText(view.arrived), bytesText(view.total),
                          rateText(view.bytesPerSecond));

@@ -62,13 +62,4 @@ Failure connectFailure(const ConnectFailure &failure, const RemoteAddress &remot
             {}};
 }
 
-Failure lostFailure(const QString &name, qint64 sentBytes)
-{
-    return {ExitCode::ConnectionLost,
-            QStringLiteral("%1: the connection was lost and could not be made again").arg(name),
-            {QStringLiteral("%1 of it went to the server in this run; what has arrived is kept.")
-                 .arg(bytesText(sentBytes)),
-             QStringLiteral("Run the same command again to go on from there.")}};
-}
-
 } // namespace VESK::Host

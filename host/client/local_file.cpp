@@ -1,5 +1,6 @@
 #include "host/client/local_file.h"
 
+#include "host/client/task_errors.h"
 #include "host/text.h"
 
 #include <QtCore/QFile>
@@ -8,13 +9,7 @@
 namespace VESK::Host
 {
 
-Failure unreadableFailure(const QString &path, const QString &why)
-{
-    const QString reason = why.isEmpty() ? QStringLiteral("it cannot be read") : why;
-    return {ExitCode::LocalFile, QStringLiteral("%1: %2").arg(path, reason), {}};
-}
-
-bool settleLocalFile(const QString &path, UploadJob *job, Failure *failure)
+bool settleLocalFile(const QString &path, TaskJob *job, Failure *failure)
 {
     const QString shown = escaped(path);
     const QFileInfo info(path);
@@ -27,17 +22,17 @@ bool settleLocalFile(const QString &path, UploadJob *job, Failure *failure)
         return false;
     }
     if (!info.isFile()) {
-        *failure = unreadableFailure(shown,
-                                     info.isDir() ? QStringLiteral("it is a directory; name the files in it")
-                                                  : QStringLiteral("it is no regular file"));
+        *failure = localFileFailure(shown,
+                                    info.isDir() ? QStringLiteral("it is a directory; -r sends directories")
+                                                 : QStringLiteral("it is no regular file"));
         return false;
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        *failure = unreadableFailure(shown, QStringLiteral("cannot read it: %1").arg(file.errorString()));
+        *failure = localFileFailure(shown, QStringLiteral("cannot read it: %1").arg(file.errorString()));
         return false;
     }
-    job->directory = info.absolutePath();
+    job->localDirectory = info.absolutePath();
     job->fileName = info.fileName();
     return true;
 }

@@ -1,16 +1,13 @@
 #pragma once
 
-#include "host/client/upload_task.h"
+#include "host/client/task_job.h"
 #include "host/errors.h"
 
 namespace VESK::Host
 {
 
-/// Fills in the local side of a job. False when there is no readable regular file at `path`, with the
+/// Fills in the local side of an upload. False when there is no readable regular file at `path`, with the
 /// reason in `failure`.
-[[nodiscard]] bool settleLocalFile(const QString &path, UploadJob *job, Failure *failure);
-
-/// A file that cannot be read; `why` may be empty. Both escaped already.
-Failure unreadableFailure(const QString &path, const QString &why);
+[[nodiscard]] bool settleLocalFile(const QString &path, TaskJob *job, Failure *failure);
 
 } // namespace VESK::Host

@@ -28,6 +28,14 @@ SocketAddress peerOf(UDTSOCKET socket)
     return address;
 }
 
+QString stallText(Direction direction, double seconds)
+{
+    const QString text = direction == Direction::Down
+        ? QStringLiteral("nothing has come from the server for %1")
+        : QStringLiteral("nothing has reached the server for %1");
+    return text.arg(durationText(seconds));
+}
+
 } // namespace
 
 CounterReading readCounters(const TaskCounters &counters, UDTSOCKET socket)
@@ -74,7 +82,7 @@ void TaskMonitor::watch()
     std::unique_lock<std::mutex> lock(m_mutex);
     while (!m_ending.wait_for(lock, interval, [this] { return m_isEnding; })) {
         const qint64 nowMs = clock.elapsed();
-        const CounterReading reading = readCounters(m_task.counters, m_task.socket);
+        const CounterReading reading = m_task.read();
         m_view = meter.update(nowMs, reading);
         if (nowMs - drawnMs >= drawIntervalMs) {
             m_display.show(m_task.name, m_view, nowMs);
@@ -89,8 +97,7 @@ void TaskMonitor::watch()
         if (probe.isRefused(0))
             why = QStringLiteral("the server's process has ended");
         else if (idleMs >= static_cast<qint64>(m_task.stallSeconds * 1000))
-            why = QStringLiteral("nothing has reached the server for %1")
-                      .arg(durationText(m_task.stallSeconds));
+            why = stallText(reading.direction, m_task.stallSeconds);
         if (why.isEmpty())
             continue;
         lock.unlock();

@@ -20,15 +20,15 @@ struct TaskCounters {
 };
 
 /// Watches a running task from a thread of its own: shows its progress, and calls `giveUp` once when the
-/// server's process is gone or when no byte has arrived for `stallSeconds` while sending. Hashing and
-/// waiting for a hashing server are no stall.
+/// server's process is gone or when no byte has arrived for `stallSeconds` while bytes are on their way.
+/// Hashing and waiting for a hashing server are no stall.
 class TaskMonitor
 {
 public:
     struct Task {
         QString name; ///< for people, escaped
         UDTSOCKET socket;
-        const TaskCounters &counters; ///< outlives the monitor
+        std::function<CounterReading()> read; ///< called on the monitor's thread
         double stallSeconds;
         std::function<void(const QString &why)> giveUp; ///< called on the monitor's thread
     };

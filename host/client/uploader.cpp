@@ -1,19 +1,14 @@
 #include "host/client/uploader.h"
 
-#include "host/client/connect_errors.h"
 #include "host/client/local_file.h"
-#include "host/error_type.h"
-#include "host/event_writer.h"
+#include "host/client/local_tree.h"
+#include "host/client/task_errors.h"
 #include "host/text.h"
 
-#include "vesk_base/message_channel.h"
-#include "vesk_base/message_kind.h"
+#include <QtCore/QDir>
+#include <QtCore/QFileInfo>
 
-#include <QtCore/QElapsedTimer>
-#include <QtCore/QJsonArray>
-
-#include <algorithm>
-#include <csignal>
+#include <cerrno>
 
 namespace VESK::Host
 {
@@ -21,262 +16,157 @@ namespace VESK::Host
 namespace
 {
 
-using Result = UploadOutcome::Result;
-
-constexpr int deliverySeconds = 3; // for the word "return" to reach the server
-constexpr double longestWaitSeconds = 30;
-constexpr int fruitlessLimit = 3; // tasks that the server cut off without a byte of progress
-
-double waitSeconds(int failures)
+bool isHidden(const QString &path)
 {
-    return std::min(longestWaitSeconds, 0.5 * static_cast<double>(1 << std::min(failures, 10)));
+    return path.startsWith(QLatin1Char('.')) || path.contains(QLatin1String("/."));
+}
+
+QString directoryPart(const QString &path)
+{
+    return path.left(qMax(0, path.lastIndexOf(QLatin1Char('/'))));
+}
+
+QString joined(const QString &a, const QString &b)
+{
+    return a.isEmpty() || b.isEmpty() ? a + b : a + QLatin1Char('/') + b;
 }
 
 } // namespace
 
-Uploader::Uploader(const Module &module, const UploadSettings &settings, ProgressDisplay &display,
-                   Interruption &interruption)
-    : m_settings(settings)
-    , m_display(display)
-    , m_interruption(interruption)
-    , m_connector(settings.transport)
-    , m_task(module, display, interruption, settings.stallSeconds)
+Uploader::Uploader(const ClientContext &context, const RemoteAddress &target)
+    : m_context(context)
+    , m_target(target)
+    , m_session(context)
+    , m_report(context, Direction::Up)
 {
+    m_session.use(target);
 }
 
-UploadSummary Uploader::upload(const QStringList &paths)
+TransferSummary Uploader::upload(const QStringList &paths, Directories directories)
 {
-    m_summary = UploadSummary();
-    QElapsedTimer timer;
-    timer.start();
     for (const QString &path : paths) {
-        if (m_interruption.signal() != 0)
-            break;
-        UploadJob job{QString(),
-                      QString(),
-                      m_settings.remote.share,
-                      m_settings.remote.path,
-                      m_settings.userName,
-                      m_settings.verifyMode};
-        Failure failure;
-        if (!settleLocalFile(path, &job, &failure))
-            (void)fail(failure); // told and counted; the next file may do better
-        else if (m_isHopeless)
-            m_summary.addFailure(ExitCode::Unreachable);
-        else
-            uploadOne(job);
+        if (mayGoOn())
+            uploadPath(path, directories);
     }
-    finishConnection();
-    m_summary.seconds = static_cast<double>(timer.elapsed()) / 1000;
-    const int signal = m_interruption.signal();
-    if (signal != 0)
-        m_summary.exitCode = signal == SIGTERM ? ExitCode::Terminated : ExitCode::Interrupted;
-    else if (m_summary.failed > 0 && m_summary.placed + m_summary.alreadyThere > 0)
-        m_summary.exitCode = ExitCode::Partial;
-    writeEvent(QStringLiteral("summary"), summaryFields(m_summary));
-    return m_summary;
+    m_session.finish();
+    return m_report.finish();
 }
 
-void Uploader::uploadOne(const UploadJob &job)
+void Uploader::uploadPath(const QString &path, Directories directories)
 {
-    Attempts attempts;
-    m_sentBytesOfFile = 0;
-    m_firstBegin = -1;
-    Step step = Step::Again;
-    while (step == Step::Again) {
-        if (!ensureConnected(job, &attempts))
-            return;
-        const UploadOutcome outcome = m_task.run(job, m_socket.id());
-        m_summary.movedBytes += outcome.moved;
-        m_sentBytesOfFile += outcome.moved;
-        if (m_firstBegin < 0)
-            m_firstBegin = outcome.begin;
-        if (!outcome.connectionIsUsable)
-            m_socket.close();
-        step = settle(job, outcome, &attempts);
-    }
-}
-
-// False when there is no connection, which has been told.
-bool Uploader::ensureConnected(const UploadJob &job, Attempts *attempts)
-{
-    while (!m_socket.isConnected()) {
-        if (m_interruption.signal() != 0)
-            return false;
-        ConnectFailure failure;
-        const RemoteAddress &remote = m_settings.remote;
-        m_socket = m_connector.connect(remote.host, remote.port, m_settings.family, &failure);
-        if (m_socket.isValid()) {
-            m_wasConnected = true;
-            return true;
-        }
-        if (m_interruption.signal() != 0)
-            return false;
-        if (!m_wasConnected) {
-            m_isHopeless = true;
-            (void)fail(connectFailure(failure, remote)); // told; that is all
-            return false;
-        }
-        if (!waitBeforeRetry(connectFailure(failure, remote).what, attempts)) {
-            if (m_interruption.signal() == 0)
-                (void)fail(lostFailure(escaped(job.fileName), m_sentBytesOfFile)); // as above
-            return false;
-        }
-    }
-    return true;
-}
-
-Uploader::Step Uploader::settle(const UploadJob &job, const UploadOutcome &outcome, Attempts *attempts)
-{
-    const QString name = escaped(job.fileName);
-    switch (outcome.result) {
-    case Result::Placed:
-    case Result::AlreadyThere:
-        return settlePlaced(job, outcome);
-    case Result::Refused:
-        // After a lost connection the busy one may be ourselves.
-        if (outcome.errorType == ErrorType::busy() && attempts->failures > 0
-            && waitBeforeRetry(QStringLiteral("%1: the server is still busy with the lost attempt").arg(name),
-                               attempts))
-            return Step::Again;
-        return fail(refusalFailure(name, job.share, outcome.errorType));
-    case Result::VerifyFailed:
-        return settleVerifyFailure(job, attempts);
-    case Result::LocalFile:
-        return fail(unreadableFailure(escaped(job.localPath()), outcome.detail));
-    case Result::ServerCannotWrite:
-        return fail(
-            {ExitCode::Refused,
-             QStringLiteral("%1: the server could not store the data").arg(name),
-             {QStringLiteral("Most likely its disk is full; its log says more."),
-              QStringLiteral("What has arrived is kept: run the same command again when there is space.")}});
-    case Result::Interrupted:
-        tell(QStringLiteral("interrupted: %1: %2 of %3 sent by now; what has arrived is kept on the server.\n"
-                            "  - Run the same command again to go on from there.\n")
-                 .arg(name, bytesText(qMax<qint64>(0, outcome.begin) + outcome.moved),
-                      bytesText(qMax<qint64>(0, outcome.total))));
-        return Step::GiveUp;
-    case Result::Lost:
-        break;
-    }
-    return settleLoss(job, outcome, attempts);
-}
-
-Uploader::Step Uploader::settlePlaced(const UploadJob &job, const UploadOutcome &outcome)
-{
-    const QString name = escaped(job.fileName);
-    const bool isPlaced = outcome.result == Result::Placed;
-    writeEvent(
-        QStringLiteral("file"),
-        {{QStringLiteral("name"), job.localPath()},
-         {QStringLiteral("result"), isPlaced ? QStringLiteral("sent") : QStringLiteral("already-there")},
-         {QStringLiteral("size"), outcome.total},
-         {QStringLiteral("from"), qMax<qint64>(0, outcome.begin)},
-         {QStringLiteral("moved"), outcome.moved}});
-    if (!isPlaced) {
-        ++m_summary.alreadyThere;
-        m_summary.skippedBytes += outcome.total;
-        if (m_settings.namesEachFile)
-            tell(QStringLiteral("already there: %1\n").arg(name));
-        return Step::Done;
-    }
-    ++m_summary.placed;
-    m_summary.placedBytes += outcome.total;
-    m_summary.resumedBytes += qMax<qint64>(0, m_firstBegin);
-    if (m_settings.namesEachFile)
-        tell(QStringLiteral("sent: %1 (%2, from %3)\n")
-                 .arg(name, bytesText(outcome.total), bytesText(outcome.begin)));
-    return Step::Done;
-}
-
-Uploader::Step Uploader::settleVerifyFailure(const UploadJob &job, Attempts *attempts)
-{
-    const QString name = escaped(job.fileName);
-    if (!attempts->verifyFailed) {
-        attempts->verifyFailed = true;
-        m_firstBegin = -1; // the server has dropped what was there
-        tell(QStringLiteral("warning: %1: what the server put together differs from the file: it may have "
-                            "changed since an earlier attempt. Sending it again from the start.\n")
-                 .arg(name));
-        return Step::Again;
-    }
-    return fail(
-        {ExitCode::VerifyFailed,
-         QStringLiteral("%1: verification failed twice").arg(name),
-         {QStringLiteral("Does another program write to the file? A file that changes cannot be sent."),
-          QStringLiteral("Otherwise suspect memory or disks on either machine."),
-          QStringLiteral("The server has dropped what it received.")}});
-}
-
-Uploader::Step Uploader::settleLoss(const UploadJob &job, const UploadOutcome &outcome, Attempts *attempts)
-{
-    const QString name = escaped(job.fileName);
-    attempts->withoutProgress = outcome.moved > 0 ? 0 : attempts->withoutProgress + 1;
-    if (outcome.moved > 0)
-        attempts->failures = 0;
-    if (attempts->withoutProgress >= fruitlessLimit) {
-        return fail({ExitCode::ConnectionLost,
-                     QStringLiteral("%1: the server cut the connection off %2 times in a row")
-                         .arg(name)
-                         .arg(fruitlessLimit),
-                     {QStringLiteral("The server's log says why."),
-                      QStringLiteral("What has arrived before is kept.")}});
-    }
-    const QString why =
-        outcome.detail.isEmpty() ? QStringLiteral("no reason known") : escaped(outcome.detail);
-    if (waitBeforeRetry(QStringLiteral("%1: the connection was lost (%2)").arg(name, why), attempts))
-        return Step::Again;
-    if (m_interruption.signal() != 0)
-        return Step::GiveUp;
-    return fail(lostFailure(name, m_sentBytesOfFile));
-}
-
-Uploader::Step Uploader::fail(const Failure &failure)
-{
-    m_summary.addFailure(failure.code);
-    writeEvent(QStringLiteral("error"),
-               {{QStringLiteral("class"), number(failure.code)},
-                {QStringLiteral("what"), failure.what},
-                {QStringLiteral("hints"), QJsonArray::fromStringList(failure.hints)}});
-    tell(failureText(failure));
-    return Step::GiveUp;
-}
-
-// False when the retries are used up or a signal came.
-bool Uploader::waitBeforeRetry(const QString &what, Attempts *attempts)
-{
-    if (attempts->failures >= m_settings.retries)
-        return false;
-    const double seconds = waitSeconds(attempts->failures);
-    ++attempts->failures;
-    tell(QStringLiteral("warning: %1. Trying again in %2 (%3 of %4).\n")
-             .arg(what, durationText(seconds), QString::number(attempts->failures),
-                  QString::number(m_settings.retries)));
-    return m_interruption.wait(seconds);
-}
-
-// Tells the server that no task follows; without it, it would wait until it takes us for dead.
-void Uploader::finishConnection()
-{
-    if (!m_socket.isConnected())
+    const QFileInfo info(path);
+    if (directories == Directories::Send && info.isDir()) {
+        uploadTree(QDir::cleanPath(info.absoluteFilePath()));
         return;
-    const ParamMap farewell = {{QStringLiteral("operator"), QStringLiteral("return")}};
-    MessageChannel channel(m_socket.id());
-    setLinger(m_socket.id(), deliverySeconds);
-    (void)channel.send(number(MessageKind::TaskParam),
-                       VeskBase::serializeParam(farewell)); // the files are safe
-    m_socket.close();
+    }
+    TaskJob job = newJob();
+    uploadFile(path, job);
 }
 
-void Uploader::tell(const QString &line)
+void Uploader::uploadTree(const QString &top)
 {
-    m_display.print(line);
+    if (!collect(top))
+        return;
+    m_count = 0;
+    const QString prefix = QFileInfo(top).fileName(); // empty for the root: then there is no name to keep
+    while (mayGoOn()) {
+        const std::optional<NameSpool::Entry> entry = m_spool.next();
+        if (!entry)
+            return;
+        ++m_count;
+        uploadEntry(*entry, top, prefix);
+    }
 }
 
-void Uploader::writeEvent(const QString &event, const QJsonObject &fields) const
+bool Uploader::collect(const QString &top)
 {
-    if (m_settings.writesEvents)
-        writeEventLine(event, fields);
+    bool isSpooled = m_spool.clear();
+    const auto add = [&](NameSpool::Kind kind, const QString &path) {
+        isSpooled = m_spool.add(kind, path);
+        return isSpooled && mayGoOn();
+    };
+    LocalTree::Visitor visitor;
+    visitor.file = [&](const QString &path) { return add(NameSpool::Kind::File, path); };
+    visitor.emptyDirectory = [&](const QString &path) { return add(NameSpool::Kind::Directory, path); };
+    visitor.skipped = [&](const QString &path, const QString &why) {
+        m_report.addSkipped(path, why);
+        return mayGoOn();
+    };
+    LocalTree tree(visitor);
+    const bool isWalked = isSpooled && tree.walk(top);
+    isSpooled = isSpooled && m_spool.rewind();
+    if (!isSpooled)
+        m_report.addFailure(
+            {ExitCode::LocalFile,
+             QStringLiteral("cannot note the names in %1: %2").arg(QDir::tempPath(), qt_error_string(errno)),
+             {QStringLiteral("TMPDIR names another directory for it.")}});
+    return isSpooled && isWalked;
+}
+
+void Uploader::uploadEntry(const NameSpool::Entry &entry, const QString &top, const QString &prefix)
+{
+    TaskJob job = newJob();
+    const QString path = joined(prefix, entry.path);
+    job.shownName = escaped(path);
+    job.place = QStringLiteral("[%1/%2] ").arg(QString::number(m_count), QString::number(m_spool.entries()));
+    if (entry.kind == NameSpool::Kind::Directory) {
+        job.subPath = path;
+        makeDirectory(job);
+        return;
+    }
+    job.subPath = directoryPart(path);
+    uploadFile(QDir(top).filePath(entry.path), job);
+}
+
+void Uploader::uploadFile(const QString &path, TaskJob job)
+{
+    Failure failure;
+    if (!settleLocalFile(path, &job, &failure)) {
+        m_report.addFailure(failure);
+        return;
+    }
+    if (m_awayCode != ExitCode::Success) {
+        m_report.addSilentFailure(m_awayCode);
+        return;
+    }
+    if (job.shownName.isEmpty())
+        job.shownName = escaped(job.fileName);
+    const TaskEnd end = m_session.run(job);
+    if (end.serverIsAway)
+        m_awayCode = end.failure.code;
+    m_report.addTransfer(job, end);
+    const bool isThere = end.kind == TaskEnd::Kind::Succeeded;
+    if (isThere && isHidden(joined(job.subPath, job.fileName)))
+        m_report.addHidden();
+}
+
+void Uploader::makeDirectory(TaskJob job)
+{
+    if (m_awayCode != ExitCode::Success) {
+        m_report.addSilentFailure(m_awayCode);
+        return;
+    }
+    job.operation = Operation::CreateDir;
+    const TaskEnd end = m_session.run(job);
+    if (end.serverIsAway)
+        m_awayCode = end.failure.code;
+    m_report.addDirectory(job, end);
+}
+
+TaskJob Uploader::newJob() const
+{
+    TaskJob job;
+    job.operation = Operation::Upload;
+    job.share = m_target.share;
+    job.rootPath = m_target.path;
+    job.userName = m_target.user;
+    job.verifyMode = m_context.settings.verifyMode;
+    return job;
+}
+
+bool Uploader::mayGoOn() const
+{
+    return m_context.interruption.signal() == 0;
 }
 
 } // namespace VESK::Host

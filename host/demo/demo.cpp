@@ -41,8 +41,9 @@ Demo::~Demo() = default;
 
 bool Demo::run()
 {
-    return prepare() && startServer() && killUploadHalfway() && resumeUpload() && compareFiles()
-        && repeatUpload();
+    return prepare() && startServer() && killUploadHalfway() && resumeUpload()
+        && compareWith(targetPath(), m_source) && repeatUpload() && killDownloadHalfway() && resumeDownload()
+        && compareWith(downloadedPath(), targetPath());
 }
 
 bool Demo::prepare()
@@ -74,42 +75,64 @@ bool Demo::startServer()
 bool Demo::killUploadHalfway()
 {
     const QString target = QStringLiteral("vesk://127.0.0.1:%1/%2").arg(QString::number(m_port), shareName);
-    ChildProcess client(m_modulePath, {QStringLiteral("put"), m_source, target});
-    const QString partial = temporaryPath(targetPath());
+    return killHalfway({QStringLiteral("put"), m_source, target}, targetPath(), QStringLiteral("upload"));
+}
+
+bool Demo::killDownloadHalfway()
+{
+    const QString source =
+        QStringLiteral("vesk://127.0.0.1:%1/%2/%3").arg(QString::number(m_port), shareName, fileName);
+    return killHalfway({QStringLiteral("get"), source, downloadDirectory()}, downloadedPath(),
+                       QStringLiteral("download"));
+}
+
+bool Demo::killHalfway(const QStringList &arguments, const QString &target, const QString &what)
+{
+    ChildProcess client(m_modulePath, arguments);
+    const QString partial = temporaryPath(target);
     while (sizeOf(partial) < m_size * killPercent / 100 && !client.waitForFinished(0) && client.isRunning()) {
         if (!m_interruption.wait(pollSeconds))
             return fail(QStringLiteral("interrupted"));
     }
     client.killNow();
-    if (QFileInfo::exists(targetPath()) || sizeOf(partial) == 0)
-        return fail(QStringLiteral("the upload could not be killed halfway:\n%1")
-                        .arg(QString::fromUtf8(client.readAllStandardError())));
-    tell(QStringLiteral("The first upload was killed (kill -9) when %1 had arrived.")
-             .arg(bytesText(sizeOf(partial))));
+    if (QFileInfo::exists(target) || sizeOf(partial) == 0)
+        return fail(QStringLiteral("the %1 could not be killed halfway:\n%2")
+                        .arg(what, QString::fromUtf8(client.readAllStandardError())));
+    tell(QStringLiteral("The first %1 was killed (kill -9) when %2 had arrived.")
+             .arg(what, bytesText(sizeOf(partial))));
     return true;
 }
 
 bool Demo::resumeUpload()
 {
-    const UploadSummary summary = uploadHere();
+    return tellResumed(uploadHere(), QStringLiteral("upload"), QStringLiteral("sent"));
+}
+
+bool Demo::resumeDownload()
+{
+    return tellResumed(downloadHere(), QStringLiteral("download"), QStringLiteral("received"));
+}
+
+bool Demo::tellResumed(const TransferSummary &summary, const QString &what, const QString &moved)
+{
     if (summary.placed != 1)
-        return fail(QStringLiteral("the second upload failed"));
+        return fail(QStringLiteral("the second %1 failed").arg(what));
     if (summary.resumedBytes == 0 || summary.resumedBytes + summary.movedBytes != m_size)
-        return fail(QStringLiteral("the second upload did not resume"));
-    tell(QStringLiteral("The second upload went on from there: %1 resumed, %2 sent in %3 (%4), "
+        return fail(QStringLiteral("the second %1 did not resume").arg(what));
+    tell(QStringLiteral("The second %1 went on from there: %2 resumed, %3 %4 in %5 (%6), "
                         "verified on both ends.")
-             .arg(bytesText(summary.resumedBytes), bytesText(summary.movedBytes),
+             .arg(what, bytesText(summary.resumedBytes), bytesText(summary.movedBytes), moved,
                   durationText(summary.seconds),
                   rateText(static_cast<double>(summary.movedBytes) / summary.seconds)));
     return true;
 }
 
-bool Demo::compareFiles()
+bool Demo::compareWith(const QString &copy, const QString &original)
 {
-    if (!haveEqualBytes(m_source, targetPath()))
+    if (!haveEqualBytes(original, copy))
         return fail(QStringLiteral("the two files differ"));
-    const qint64 difference = QFileInfo(m_source).lastModified().toSecsSinceEpoch()
-        - QFileInfo(targetPath()).lastModified().toSecsSinceEpoch();
+    const qint64 difference = QFileInfo(original).lastModified().toSecsSinceEpoch()
+        - QFileInfo(copy).lastModified().toSecsSinceEpoch();
     if (difference != 0)
         return fail(QStringLiteral("the files' times differ by %1 s").arg(difference));
     tell(QStringLiteral("Compared: every byte and the modification time are equal."));
@@ -118,7 +141,7 @@ bool Demo::compareFiles()
 
 bool Demo::repeatUpload()
 {
-    const UploadSummary summary = uploadHere();
+    const TransferSummary summary = uploadHere();
     if (summary.alreadyThere != 1 || summary.movedBytes != 0)
         return fail(QStringLiteral("the third upload was not skipped"));
     tell(QStringLiteral("The third upload sent nothing: the server had the file (found out in %1).")
@@ -126,16 +149,42 @@ bool Demo::repeatUpload()
     return true;
 }
 
-UploadSummary Demo::uploadHere()
+RemoteAddress Demo::share() const
 {
-    UploadSettings settings;
-    settings.remote.host = QStringLiteral("127.0.0.1");
-    settings.remote.port = m_port;
-    settings.remote.share = shareName;
-    settings.userName = loginName();
+    RemoteAddress address;
+    address.host = QStringLiteral("127.0.0.1");
+    address.port = m_port;
+    address.share = shareName;
+    address.user = loginName();
+    return address;
+}
+
+TransferSummary Demo::uploadHere()
+{
     ProgressDisplay display(ProgressStyle::Auto);
-    Uploader uploader(m_module, settings, display, m_interruption);
-    return uploader.upload({m_source});
+    const ClientSettings settings;
+    Uploader uploader({m_module, settings, display, m_interruption}, share());
+    return uploader.upload({m_source}, Uploader::Directories::Refuse);
+}
+
+TransferSummary Demo::downloadHere()
+{
+    ProgressDisplay display(ProgressStyle::Auto);
+    const ClientSettings settings;
+    Downloader downloader({m_module, settings, display, m_interruption}, downloadDirectory());
+    RemoteAddress source = share();
+    source.path = fileName;
+    return downloader.download({source}, Downloader::Directories::Refuse);
+}
+
+QString Demo::downloadDirectory() const
+{
+    return m_directory.filePath(QStringLiteral("downloaded"));
+}
+
+QString Demo::downloadedPath() const
+{
+    return downloadDirectory() + QLatin1Char('/') + fileName;
 }
 
 QString Demo::targetPath() const

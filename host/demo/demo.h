@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/client/downloader.h"
 #include "host/client/interruption.h"
 #include "host/client/uploader.h"
 #include "host/demo/child_process.h"
@@ -11,8 +12,9 @@
 namespace VESK::Host
 {
 
-/// The proof that it works: a server, an upload that is killed, its resumption and a second pass, all on
-/// this machine in a temporary directory that is removed at the end. Tells what happens on stdout.
+/// The proof that it works: a server, an upload that is killed, its resumption and a second pass, then
+/// the same for a download, all on this machine in a temporary directory that is removed at the end. Tells
+/// what happens on stdout.
 class Demo
 {
 public:
@@ -30,11 +32,20 @@ private:
     bool startServer();
     bool killUploadHalfway();
     bool resumeUpload();
-    bool compareFiles();
     bool repeatUpload();
+    bool killDownloadHalfway();
+    bool resumeDownload();
 
-    UploadSummary uploadHere();
+    bool killHalfway(const QStringList &arguments, const QString &target, const QString &what);
+    bool tellResumed(const TransferSummary &summary, const QString &what, const QString &moved);
+    bool compareWith(const QString &copy, const QString &original);
+
+    RemoteAddress share() const;
+    TransferSummary uploadHere();
+    TransferSummary downloadHere();
     QString targetPath() const;
+    QString downloadDirectory() const;
+    QString downloadedPath() const;
     void tell(const QString &line);
     bool fail(const QString &why);
 

@@ -51,8 +51,8 @@ void addDemoCommand(CLI::App &app, const GlobalOptions &global, int &exitCode)
                            "  vesk demo\n"
                            "  vesk demo --size 1024\n\n"
                            "Proves on this machine that it works: a server, an upload that is killed "
-                           "halfway, its resumption, a comparison, a second pass. Leaves nothing "
-                           "behind.");
+                           "halfway, its resumption, a comparison, a second pass, and the same for a "
+                           "download. Leaves nothing behind.");
     command->add_option("--size", *mebibytes, "size of the file, in MiB")
         ->check(CLI::Range(leastMebibytes, 1 << 20))
         ->capture_default_str();

@@ -11,6 +11,8 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 namespace VESK::Host
 {
 
@@ -25,17 +27,19 @@ QString value(const ParamMap &map, const char *key)
     return map.value(QLatin1String(key));
 }
 
+bool hasTooLongName(const QString &path)
+{
+    const QStringList parts = path.split(QLatin1Char('/'));
+    return std::any_of(parts.begin(), parts.end(),
+                       [](const QString &part) { return part.toUtf8().size() > maxNameBytes; });
+}
+
 QString findBadName(const UploadTarget &target)
 {
     const QString name = target.path.section(QLatin1Char('/'), -1);
     if (name.isEmpty() || name == QLatin1String(".") || isTemporaryName(name))
         return ErrorType::badRequest();
-    const QStringList parts = target.path.split(QLatin1Char('/'));
-    for (const QString &part : parts) {
-        if (part.toUtf8().size() > maxNameBytes)
-            return ErrorType::nameTooLong();
-    }
-    return QString();
+    return hasTooLongName(target.path) ? ErrorType::nameTooLong() : QString();
 }
 
 QString deepestExisting(QString path)
@@ -121,6 +125,16 @@ QString findObstacle(const ServerSettings &settings, const UploadTarget &target)
     if (!obstacle.isEmpty())
         return obstacle;
     return hasSpace(target) ? QString() : ErrorType::noSpace();
+}
+
+QString findCreateDirObstacle(const ServerSettings &settings, const ParamMap &taskParam)
+{
+    UploadTarget target;
+    target.base = joinPath(settings.share.directory, value(taskParam, "rootPath"));
+    target.directory = joinPath(target.base, value(taskParam, "destPath"));
+    if (hasTooLongName(target.directory))
+        return ErrorType::nameTooLong();
+    return findDirectoryObstacle(settings, target);
 }
 
 } // namespace VESK::Host

@@ -25,4 +25,7 @@ UploadTarget uploadTarget(const ServerSettings &settings, const ParamMap &taskPa
 /// space. Empty when nothing speaks against it.
 QString findObstacle(const ServerSettings &settings, const UploadTarget &target);
 
+/// The same for the creation of a directory.
+QString findCreateDirObstacle(const ServerSettings &settings, const ParamMap &taskParam);
+
 } // namespace VESK::Host

@@ -1,6 +1,7 @@
 #include "host/server/task_gate.h"
 
 #include "host/error_type.h"
+#include "host/server/source_check.h"
 #include "host/server/target_check.h"
 
 #include "vesk_base/paths.h"
@@ -35,7 +36,13 @@ QString TaskGate::judge(const ParamMap &taskParam)
         return ErrorType::notSupported();
     if (taskParam.value(QStringLiteral("appKey")) != m_settings.share.name)
         return ErrorType::noSuchShare();
-    return operation == QLatin1String("upload") ? judgeUpload(taskParam) : QString();
+    if (operation == QLatin1String("upload"))
+        return judgeUpload(taskParam);
+    if (operation == QLatin1String("download"))
+        return findDownloadObstacle(m_settings, taskParam);
+    if (operation == QLatin1String("list"))
+        return findListObstacle(m_settings, taskParam);
+    return findCreateDirObstacle(m_settings, taskParam);
 }
 
 QString TaskGate::judgeUpload(const ParamMap &taskParam)

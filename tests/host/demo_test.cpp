@@ -17,6 +17,7 @@ TEST(DemoTest, HoldsAndLeavesNothingBehind)
     Program demo({QStringLiteral("demo"), QStringLiteral("--size"), QStringLiteral("64")},
                  {QStringLiteral("env"), temporary});
     EXPECT_EQ(demo.waitForEnd(), 0) << qPrintable(demo.err());
+    EXPECT_THAT(demo.out().toStdString(), HasSubstr("The second download went on from there"));
     EXPECT_THAT(demo.out().toStdString(), HasSubstr("All of it held."));
     EXPECT_EQ(directory.entries(), QStringList());
 }
@@ -31,7 +32,8 @@ TEST(VersionTest, IsPrinted)
 TEST(HelpTest, BeginsWithExamples)
 {
     for (const QString &verb :
-         {QString(), QStringLiteral("serve"), QStringLiteral("put"), QStringLiteral("demo")}) {
+         {QString(), QStringLiteral("serve"), QStringLiteral("put"), QStringLiteral("get"),
+          QStringLiteral("ls"), QStringLiteral("mkdir"), QStringLiteral("demo")}) {
         QStringList arguments = {QStringLiteral("--help")};
         if (!verb.isEmpty())
             arguments.prepend(verb);

@@ -1,6 +1,7 @@
 #include "tests/host/program.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QRegularExpression>
@@ -33,6 +34,8 @@ Program::Program(const QStringList &arguments, const QStringList &wrapper)
     QStringList command = wrapper;
     command << QStringLiteral(VESK_PROGRAM) << arguments;
     const QString first = command.takeFirst();
+    if (m_errFile.open())
+        m_process.setStandardErrorFile(m_errFile.fileName());
     m_process.start(first, command);
     (void)m_process.waitForStarted(); // a program that does not start shows in waitForEnd
 }
@@ -71,7 +74,6 @@ void Program::collect()
     if (m_process.state() != QProcess::NotRunning)
         (void)m_process.waitForReadyRead(1); // takes over what is there
     m_out += m_process.readAllStandardOutput();
-    m_err += m_process.readAllStandardError();
 }
 
 QString Program::out()
@@ -82,8 +84,8 @@ QString Program::out()
 
 QString Program::err()
 {
-    collect();
-    return QString::fromUtf8(m_err);
+    QFile file(m_errFile.fileName());
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
 QJsonObject Program::event(const QString &name)

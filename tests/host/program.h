@@ -4,6 +4,7 @@
 #include <QtCore/QProcess>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
+#include <QtCore/QTemporaryFile>
 
 #include <functional>
 
@@ -43,9 +44,9 @@ public:
 private:
     void collect();
 
+    QTemporaryFile m_errFile; // a pipe that nobody reads meanwhile would stop a server that logs much
     QProcess m_process;
     QByteArray m_out;
-    QByteArray m_err;
 };
 
 /// `vesk serve` of a directory on 127.0.0.1.

@@ -1,5 +1,5 @@
-#include "host/client/upload_summary.h"
-#include "host/client/upload_verdict.h"
+#include "host/client/task_verdict.h"
+#include "host/client/transfer_summary.h"
 #include "host/error_type.h"
 #include "host/errors.h"
 #include "host/text.h"
@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 
 using namespace VESK::Host;
-using Result = UploadOutcome::Result;
+using Result = TaskOutcome::Result;
 
 namespace
 {
@@ -58,7 +58,8 @@ TEST(RefusalTest, ExplainsEveryKnownErrorType)
     for (const QString &type :
          {ErrorType::noSuchShare(), ErrorType::badRequest(), ErrorType::notSupported(),
           ErrorType::nameTooLong(), ErrorType::notDirectory(), ErrorType::isDirectory(),
-          ErrorType::notWritable(), ErrorType::noSpace(), ErrorType::busy(), ErrorType::serverError()}) {
+          ErrorType::notRegularFile(), ErrorType::notReadable(), ErrorType::notWritable(),
+          ErrorType::noSpace(), ErrorType::busy(), ErrorType::serverError()}) {
         const Failure failure = refusalFailure(QStringLiteral("f"), QStringLiteral("s"), type);
         EXPECT_EQ(failure.code, ExitCode::Refused);
         EXPECT_FALSE(failure.what.contains(type)) << "not explained: " << qPrintable(type);
@@ -82,7 +83,7 @@ TEST(UploadVerdictTest, TellsSentFromAlreadyThere)
     EXPECT_EQ(judge(facts).result, Result::AlreadyThere);
     EXPECT_EQ(judge(facts).moved, 0);
     facts.end = QStringLiteral("1000");
-    EXPECT_EQ(judge(facts).result, Result::Placed);
+    EXPECT_EQ(judge(facts).result, Result::Done);
     EXPECT_EQ(judge(facts).begin, 400);
     EXPECT_EQ(judge(facts).moved, 600);
     EXPECT_TRUE(judge(facts).connectionIsUsable);
@@ -90,7 +91,7 @@ TEST(UploadVerdictTest, TellsSentFromAlreadyThere)
 
 TEST(UploadVerdictTest, CountsOfALostTransferWhatHasArrived)
 {
-    const UploadOutcome outcome = judge(failedWith("recv FileVerifyResult failed."));
+    const TaskOutcome outcome = judge(failedWith("recv FileVerifyResult failed."));
     EXPECT_EQ(outcome.result, Result::Lost);
     EXPECT_EQ(outcome.moved, 200);
     EXPECT_FALSE(outcome.connectionIsUsable);
@@ -112,7 +113,7 @@ TEST(UploadVerdictTest, NamesTheFailuresByTheHandlersWords)
 {
     EXPECT_EQ(judge(failedWith("FileVerifyResult error.")).result, Result::VerifyFailed);
     EXPECT_EQ(judge(failedWith("sendfile /a failed.\nThe peer side has signaled an error.")).result,
-              Result::ServerCannotWrite);
+              Result::ServerFile);
     EXPECT_EQ(judge(failedWith("sendfile /a failed.\nConnection was broken.")).result, Result::Lost);
     EXPECT_EQ(judge(failedWith("sendfile /a failed.\nFile system failure: failure in write.")).result,
               Result::LocalFile);
@@ -142,7 +143,7 @@ TEST(UploadVerdictTest, PutsASignalBeforeAllElse)
 
 TEST(SummaryTest, NamesWhatHappenedAndNoMore)
 {
-    UploadSummary summary;
+    TransferSummary summary;
     summary.placed = 1;
     summary.movedBytes = 1024;
     summary.seconds = 1;

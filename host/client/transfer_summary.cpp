@@ -1,4 +1,4 @@
-#include "host/client/upload_summary.h"
+#include "host/client/transfer_summary.h"
 
 #include "host/text.h"
 
@@ -7,38 +7,50 @@
 namespace VESK::Host
 {
 
-void UploadSummary::addFailure(ExitCode code)
+void TransferSummary::addFailure(ExitCode code)
 {
     ++failed;
     exitCode = combinedExitCode(exitCode, code);
 }
 
-QString summaryText(const UploadSummary &summary)
+QString summaryText(const TransferSummary &summary)
 {
     const QString file = QStringLiteral("file");
+    const QString verb = summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
     QStringList parts;
-    parts << QStringLiteral("%1 sent (%2 moved)")
-                 .arg(countText(summary.placed, file), bytesText(summary.movedBytes));
+    parts << QStringLiteral("%1 %2 (%3 moved)")
+                 .arg(countText(summary.placed, file), verb, bytesText(summary.movedBytes));
     if (summary.resumedBytes > 0)
         parts << QStringLiteral("%1 resumed").arg(bytesText(summary.resumedBytes));
     if (summary.alreadyThere > 0)
         parts << QStringLiteral("%1 already there (%2)")
                      .arg(countText(summary.alreadyThere, file), bytesText(summary.skippedBytes));
+    if (summary.skipped > 0)
+        parts << QStringLiteral("%1 skipped").arg(summary.skipped);
     if (summary.failed > 0)
         parts << QStringLiteral("%1 failed").arg(countText(summary.failed, file));
     parts << durationText(summary.seconds);
     if (summary.movedBytes > 0 && summary.seconds > 0)
         parts << rateText(static_cast<double>(summary.movedBytes) / summary.seconds);
-    return parts.join(QStringLiteral(", "));
+    QString text = parts.join(QStringLiteral(", "));
+    if (summary.hidden > 0)
+        text += QStringLiteral("\nnote: %1 there now that no listing shows: their names, or those of "
+                               "directories above them, begin with a dot. `vesk get` takes each by name.")
+                    .arg(countText(summary.hidden, QStringLiteral("hidden file")));
+    return text;
 }
 
-QJsonObject summaryFields(const UploadSummary &summary)
+QJsonObject summaryFields(const TransferSummary &summary)
 {
+    const QString verb = summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
     return {
-        {QStringLiteral("sent"), summary.placed},
+        {verb, summary.placed},
         {QStringLiteral("alreadyThere"), summary.alreadyThere},
+        {QStringLiteral("directories"), summary.directories},
+        {QStringLiteral("skipped"), summary.skipped},
         {QStringLiteral("failed"), summary.failed},
-        {QStringLiteral("sentBytes"), summary.placedBytes},
+        {QStringLiteral("hidden"), summary.hidden},
+        {verb + QStringLiteral("Bytes"), summary.placedBytes},
         {QStringLiteral("movedBytes"), summary.movedBytes},
         {QStringLiteral("resumedBytes"), summary.resumedBytes},
         {QStringLiteral("skippedBytes"), summary.skippedBytes},

@@ -1,14 +1,17 @@
 #pragma once
 
-#include "host/client/upload_task.h"
+#include "host/client/task_job.h"
+#include "host/progress.h"
 
 namespace VESK::Host
 {
 
-/// What is known of an upload when its handler is done.
+/// What is known of a task when its handler is done.
 struct TaskFacts {
+    Operation operation = Operation::Upload;
     bool succeeded = false; ///< what `process` returned
     bool interrupted = false; ///< a signal came
+    bool stopped = false; ///< by what takes the listing
     bool connectionIsUp = false;
     QString gaveUpBecause; ///< the monitor's words; empty when it did not give up
     QString lastError; ///< the handler's
@@ -19,6 +22,6 @@ struct TaskFacts {
 };
 
 /// The outcome that these facts amount to.
-UploadOutcome judge(const TaskFacts &facts);
+TaskOutcome judge(const TaskFacts &facts);
 
 } // namespace VESK::Host

@@ -1,0 +1,100 @@
+#include "host/client/client_options.h"
+
+#include "host/errors.h"
+#include "host/text.h"
+#include "host/user.h"
+
+#include <map>
+
+namespace VESK::Host
+{
+
+void addConnectionOptions(CLI::App &command, ClientOptions &options)
+{
+    command.add_option("--port", options.port, "UDP port of the server (default 8375)")
+        ->check(CLI::Range(1, 65535));
+    command.add_option("--user", options.user, "user name told to the server (default: login name)");
+    command.add_option("--retries", options.retries, "new connections after one that was lost, per file")
+        ->check(CLI::Range(0, 1000000))
+        ->capture_default_str();
+    command
+        .add_option("--stall-timeout", options.stallSeconds,
+                    "seconds without progress before a new connection")
+        ->check(CLI::Range(1, 86400))
+        ->capture_default_str();
+    command.add_option("--mtu", options.packetSize, "packet size in bytes")
+        ->check(CLI::Range(576, 65000))
+        ->capture_default_str();
+    command.add_flag("-4", options.ipv4, "use IPv4 only");
+    command.add_flag("-6", options.ipv6, "use IPv6 only");
+    command.add_flag("-q,--quiet", options.quiet, "say nothing but errors");
+    command.add_flag("--json", options.json, "write to stdout a line of JSON each");
+    command.add_flag("-v,--verbose", options.verbose, "a line for every file, and the handler's log");
+}
+
+void addTransferOptions(CLI::App &command, ClientOptions &options)
+{
+    command.add_flag("-r,--recursive", options.recursive, "directories, with all that is in them");
+    command.add_option("--verify", options.verify, "xxh128, sha256, quick (samples of the contents) or none")
+        ->check(CLI::IsMember({"xxh128", "sha256", "quick", "none"}))
+        ->capture_default_str();
+    command.add_option("--progress", options.progress, "auto, bar, line or none")
+        ->check(CLI::IsMember({"auto", "bar", "line", "none"}))
+        ->capture_default_str();
+}
+
+ClientSettings clientSettings(const ClientOptions &options)
+{
+    ClientSettings settings;
+    if (options.ipv4 != options.ipv6)
+        settings.family = options.ipv4 ? AddressFamily::Ipv4 : AddressFamily::Ipv6;
+    settings.transport.packetSize = options.packetSize;
+    static const std::map<std::string, QString> modes = {
+        {"xxh128", QStringLiteral("xxh128")},
+        {"sha256", QStringLiteral("sha256")},
+        {"quick", QStringLiteral("fileattr")},
+        {"none", QStringLiteral("false")},
+    };
+    settings.verifyMode = modes.at(options.verify);
+    settings.retries = options.retries;
+    settings.stallSeconds = options.stallSeconds;
+    settings.namesEachFile = options.verbose;
+    settings.writesEvents = options.json;
+    return settings;
+}
+
+ProgressStyle progressStyle(const ClientOptions &options)
+{
+    if (options.quiet || options.progress == "none")
+        return ProgressStyle::None;
+    if (options.progress == "bar")
+        return ProgressStyle::Bar;
+    return options.progress == "line" ? ProgressStyle::Line : ProgressStyle::Auto;
+}
+
+std::optional<RemoteAddress> settleRemote(const std::string &text, const ClientOptions &options,
+                                          QString *error)
+{
+    const QString place = QString::fromStdString(text);
+    std::optional<RemoteAddress> remote = parseRemoteAddress(place, error);
+    if (!remote) {
+        *error = QStringLiteral("%1: %2").arg(escaped(place), *error);
+        return std::nullopt;
+    }
+    if (options.port != 0 || remote->port == 0)
+        remote->port = options.port != 0 ? options.port : defaultPort;
+    if (!options.user.empty())
+        remote->user = QString::fromStdString(options.user);
+    if (remote->user.isEmpty())
+        remote->user = loginName();
+    return remote;
+}
+
+int usageError(const QString &verb, const QString &what)
+{
+    writeStderr(
+        failureText({ExitCode::Usage, what, {QStringLiteral("vesk %1 --help shows examples.").arg(verb)}}));
+    return number(ExitCode::Usage);
+}
+
+} // namespace VESK::Host

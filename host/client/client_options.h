@@ -1,0 +1,47 @@
+#pragma once
+
+#include "host/address.h"
+#include "host/client/client_context.h"
+
+#include <CLI/App.hpp>
+
+#include <string>
+#include <vector>
+
+namespace VESK::Host
+{
+
+/// The options that the verbs of the client share, as they stand on the command line.
+struct ClientOptions {
+    std::string verify = "xxh128";
+    std::string user;
+    std::string progress = "auto";
+    quint16 port = 0;
+    int retries = ClientSettings().retries;
+    double stallSeconds = ClientSettings().stallSeconds;
+    int packetSize = TransportOptions().packetSize;
+    bool recursive = false;
+    bool ipv4 = false;
+    bool ipv6 = false;
+    bool quiet = false;
+    bool verbose = false;
+    bool json = false;
+};
+
+/// Adds what every verb of the client takes.
+void addConnectionOptions(CLI::App &command, ClientOptions &options);
+/// Adds what the verbs that move files take as well.
+void addTransferOptions(CLI::App &command, ClientOptions &options);
+
+ClientSettings clientSettings(const ClientOptions &options);
+ProgressStyle progressStyle(const ClientOptions &options);
+
+/// Reads a place on a server and fills in the port and the user. Nothing on failure, with a sentence for a
+/// person in `error`.
+std::optional<RemoteAddress> settleRemote(const std::string &text, const ClientOptions &options,
+                                          QString *error);
+
+/// Tells wrong use of a verb, and gives the exit status.
+int usageError(const QString &verb, const QString &what);
+
+} // namespace VESK::Host

@@ -1,0 +1,216 @@
+#include "host/client/downloader.h"
+
+#include "host/client/remote_name.h"
+#include "host/error_type.h"
+#include "host/text.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFileInfo>
+
+#include <cerrno>
+
+namespace VESK::Host
+{
+
+namespace
+{
+
+// A listing that goes on beyond these has no honest end, and must not fill the disk.
+constexpr qint64 maxListedNames = 20000000;
+constexpr qint64 maxSpoolBytes = qint64(4) << 30;
+
+QString lastPart(const QString &path)
+{
+    return path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
+}
+
+QString directoryPart(const QString &path)
+{
+    return path.left(qMax(0, path.lastIndexOf(QLatin1Char('/'))));
+}
+
+} // namespace
+
+Downloader::Downloader(const ClientContext &context, const QString &directory)
+    : m_context(context)
+    , m_directory(QDir::cleanPath(QFileInfo(directory).absoluteFilePath()))
+    , m_session(context)
+    , m_report(context, Direction::Down)
+{
+}
+
+TransferSummary Downloader::download(const std::vector<RemoteAddress> &sources, Directories directories)
+{
+    const bool isReady = makeDirectory(m_directory);
+    for (const RemoteAddress &source : sources) {
+        if (!isReady || !mayGoOn())
+            break;
+        m_awayCode = ExitCode::Success;
+        m_session.use(source);
+        if (directories == Directories::Fetch)
+            downloadTree(source);
+        else
+            downloadFile(source);
+    }
+    m_session.finish();
+    return m_report.finish();
+}
+
+void Downloader::downloadFile(const RemoteAddress &source)
+{
+    TaskJob job = newJob(source, Operation::Download);
+    job.rootPath = directoryPart(source.path);
+    job.fileName = lastPart(source.path);
+    job.localDirectory = m_directory;
+    job.shownName = escaped(job.fileName);
+    run(job);
+}
+
+void Downloader::downloadTree(const RemoteAddress &source)
+{
+    TaskEnd end;
+    if (!list(source, &end)) {
+        const bool isFile = end.outcome.result == TaskOutcome::Result::Refused
+            && end.outcome.errorType == ErrorType::notDirectory();
+        if (isFile && !source.path.isEmpty())
+            downloadFile(source);
+        else if (end.kind == TaskEnd::Kind::Failed)
+            m_report.addFailure(end.failure);
+        return;
+    }
+    const QString name = source.path.isEmpty() ? source.share : lastPart(source.path);
+    const QString top = QDir(m_directory).filePath(name);
+    if (makeDirectory(top))
+        takeEntries(source, top);
+}
+
+// False when there is no complete listing; `end` then says why.
+bool Downloader::list(const RemoteAddress &source, TaskEnd *end)
+{
+    TaskJob job = newJob(source, Operation::List);
+    job.shownName = source.path.isEmpty() ? escaped(source.share)
+                                          : escaped(source.share + QLatin1Char('/') + source.path);
+    job.takeBatch = [this](const ParamMap &batch) { return takeBatch(batch); };
+    job.mayRepeat = [this] {
+        m_listed = 0;
+        return m_spool.clear();
+    };
+    m_spoolError.clear();
+    if (!job.mayRepeat())
+        m_spoolError = qt_error_string(errno);
+    else
+        *end = m_session.run(job);
+    if (m_spoolError.isEmpty() && end->kind == TaskEnd::Kind::Succeeded && !m_spool.rewind())
+        m_spoolError = qt_error_string(errno);
+    if (!m_spoolError.isEmpty()) {
+        end->kind = TaskEnd::Kind::Failed;
+        end->failure = {ExitCode::LocalFile,
+                        QStringLiteral("%1: cannot take the listing: %2").arg(job.shownName, m_spoolError),
+                        {QStringLiteral("Names are noted in %1; TMPDIR names another directory for it.")
+                             .arg(escaped(QDir::tempPath()))}};
+    }
+    return end->kind == TaskEnd::Kind::Succeeded;
+}
+
+bool Downloader::takeBatch(const ParamMap &batch)
+{
+    for (auto entry = batch.begin(); entry != batch.end(); ++entry) {
+        const QString &path = entry.key();
+        const bool isDirectory = entry.value() == QLatin1String("dir");
+        QString flaw = flawOfListedPath(path);
+        if (flaw.isEmpty() && !isDirectory && entry.value() != QLatin1String("file"))
+            flaw = QStringLiteral("it is neither a file nor a directory");
+        if (++m_listed > maxListedNames || m_spool.bytes() > maxSpoolBytes) {
+            m_spoolError = QStringLiteral("it does not end");
+            return false;
+        }
+        if (!flaw.isEmpty()) {
+            m_report.addSkipped(escaped(path),
+                                QStringLiteral("the server's name for it is not fit: ") + flaw);
+            continue;
+        }
+        const auto kind = isDirectory ? NameSpool::Kind::Directory : NameSpool::Kind::File;
+        if (!m_spool.add(kind, path.mid(1))) {
+            m_spoolError = qt_error_string(errno);
+            return false;
+        }
+    }
+    return true;
+}
+
+void Downloader::takeEntries(const RemoteAddress &source, const QString &top)
+{
+    m_count = 0;
+    while (mayGoOn()) {
+        const std::optional<NameSpool::Entry> entry = m_spool.next();
+        if (!entry)
+            return;
+        ++m_count;
+        if (entry->kind == NameSpool::Kind::File)
+            takeFile(source, top, entry->path);
+        else
+            (void)makeDirectory(top + QLatin1Char('/') + entry->path); // told and counted; on to the next
+    }
+}
+
+void Downloader::takeFile(const RemoteAddress &source, const QString &top, const QString &path)
+{
+    if (m_awayCode != ExitCode::Success) {
+        m_report.addSilentFailure(m_awayCode);
+        return;
+    }
+    TaskJob job = newJob(source, Operation::Download);
+    job.subPath = directoryPart(path);
+    job.fileName = lastPart(path);
+    job.localDirectory = job.subPath.isEmpty() ? top : top + QLatin1Char('/') + job.subPath;
+    job.shownName = escaped(path);
+    job.place = QStringLiteral("[%1/%2] ").arg(QString::number(m_count), QString::number(m_spool.entries()));
+    run(job);
+}
+
+void Downloader::run(const TaskJob &job)
+{
+    if (QFileInfo(job.localPath()).isDir()) {
+        m_report.addFailure(
+            {ExitCode::LocalFile,
+             QStringLiteral("%1: a directory of that name is already there").arg(escaped(job.localPath())),
+             {QStringLiteral("Choose another directory, or rename one of the two.")}});
+        return;
+    }
+    const TaskEnd end = m_session.run(job);
+    if (end.serverIsAway)
+        m_awayCode = end.failure.code;
+    m_report.addTransfer(job, end);
+}
+
+bool Downloader::makeDirectory(const QString &path)
+{
+    errno = 0;
+    if (QDir().mkpath(path) && QFileInfo(path).isDir())
+        return true;
+    const int error = errno;
+    const QString why =
+        QFileInfo::exists(path) ? QStringLiteral("it is there, and no directory") : qt_error_string(error);
+    m_report.addFailure({ExitCode::LocalFile,
+                         QStringLiteral("cannot make the directory %1: %2").arg(escaped(path), why),
+                         {}});
+    return false;
+}
+
+TaskJob Downloader::newJob(const RemoteAddress &source, Operation operation) const
+{
+    TaskJob job;
+    job.operation = operation;
+    job.share = source.share;
+    job.rootPath = source.path;
+    job.userName = source.user;
+    job.verifyMode = m_context.settings.verifyMode;
+    return job;
+}
+
+bool Downloader::mayGoOn() const
+{
+    return m_context.interruption.signal() == 0;
+}
+
+} // namespace VESK::Host

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "host/client/name_spool.h"
+#include "host/client/run_report.h"
+#include "host/client/session.h"
+
+#include <vector>
+
+namespace VESK::Host
+{
+
+/// Fetches files and directories into one local directory. For one thread; an interruption may come from
+/// any.
+class Downloader
+{
+public:
+    enum class Directories { Refuse, Fetch };
+
+    /// `directory` is made when it is missing.
+    Downloader(const ClientContext &context, const QString &directory);
+
+    /// Downloads what the sources name, telling each failure on stderr as it happens. After an
+    /// interruption the rest is left alone, and the exit code says so.
+    TransferSummary download(const std::vector<RemoteAddress> &sources, Directories directories);
+
+private:
+    void downloadFile(const RemoteAddress &source);
+    void downloadTree(const RemoteAddress &source);
+    bool list(const RemoteAddress &source, TaskEnd *end);
+    bool takeBatch(const ParamMap &batch);
+    void takeEntries(const RemoteAddress &source, const QString &top);
+    void takeFile(const RemoteAddress &source, const QString &top, const QString &path);
+    void run(const TaskJob &job);
+    [[nodiscard]] bool makeDirectory(const QString &path);
+    TaskJob newJob(const RemoteAddress &source, Operation operation) const;
+    bool mayGoOn() const;
+
+    const ClientContext m_context;
+    const QString m_directory; // absolute
+    Session m_session;
+    RunReport m_report;
+    NameSpool m_spool;
+    QString m_spoolError; // why the listing in hand cannot be taken to its end; empty while it can
+    qint64 m_listed = 0; // names of the listing in hand, unfit ones included
+    qint64 m_count = 0; // entries of the listing in hand that were dealt with
+    ExitCode m_awayCode = ExitCode::Success; // once the server is away: with what the rest fails
+};
+
+} // namespace VESK::Host

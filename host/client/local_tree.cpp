@@ -1,0 +1,150 @@
+#include "host/client/local_tree.h"
+
+#include "host/text.h"
+
+#include "vesk_base/paths.h"
+
+#include <QtCore/QFile>
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+
+namespace VESK::Host
+{
+
+namespace
+{
+
+QByteArray joined(const QByteArray &directory, const QByteArray &name)
+{
+    if (directory.isEmpty() || directory.endsWith('/'))
+        return directory + name;
+    return directory + '/' + name;
+}
+
+QString systemText(int error)
+{
+    return qt_error_string(error);
+}
+
+bool isDecodable(const QByteArray &name)
+{
+    return QString::fromUtf8(name).toUtf8() == name;
+}
+
+QString kindText(mode_t mode)
+{
+    if (S_ISFIFO(mode))
+        return QStringLiteral("it is a pipe");
+    if (S_ISSOCK(mode))
+        return QStringLiteral("it is a socket");
+    return QStringLiteral("it is a device");
+}
+
+} // namespace
+
+bool LocalTree::walk(const QString &top)
+{
+    m_levels.clear();
+    if (!enter(QFile::encodeName(top), QByteArray()))
+        return false;
+    while (!m_levels.empty()) {
+        Level &level = m_levels.back();
+        if (level.subdirectories.empty()) {
+            m_levels.pop_back();
+            continue;
+        }
+        const QByteArray name = level.subdirectories.back();
+        level.subdirectories.pop_back();
+        if (!enter(joined(level.path, name), joined(level.relative, name)))
+            return false;
+    }
+    return true;
+}
+
+bool LocalTree::enter(const QByteArray &path, const QByteArray &relative)
+{
+    struct stat status {
+    };
+    if (::stat(path.constData(), &status) != 0)
+        return skip(relative, systemText(errno));
+    if (isLoop(status.st_dev, status.st_ino))
+        return skip(relative, QStringLiteral("the link leads back to a directory above it"));
+    m_levels.push_back({path, relative, status.st_dev, status.st_ino, {}});
+    bool isEmpty = true;
+    if (!read(&m_levels.back(), &isEmpty))
+        return false;
+    return !isEmpty || m_visitor.emptyDirectory(QString::fromUtf8(relative));
+}
+
+bool LocalTree::read(Level *level, bool *isEmpty)
+{
+    const std::unique_ptr<DIR, int (*)(DIR *)> directory(::opendir(level->path.constData()), &::closedir);
+    if (!directory)
+        return skip(level->relative, systemText(errno));
+    errno = 0;
+    while (const dirent *entry = ::readdir(directory.get())) {
+        const QByteArray name(entry->d_name);
+        if (name != "." && name != ".." && !visit(name, level, isEmpty))
+            return false;
+        errno = 0;
+    }
+    return errno == 0 || skip(level->relative, systemText(errno));
+}
+
+bool LocalTree::visit(const QByteArray &name, Level *level, bool *isEmpty)
+{
+    const QByteArray relative = joined(level->relative, name);
+    if (!isDecodable(name))
+        return skip(relative, QStringLiteral("its name is not valid UTF-8"));
+    if (isTemporaryName(QString::fromUtf8(name)))
+        return skip(relative, QStringLiteral("it is the partial copy of an interrupted transfer"));
+    const QByteArray path = joined(level->path, name);
+    struct stat status {
+    };
+    if (::stat(path.constData(), &status) != 0) {
+        const bool isGone = errno == ENOENT;
+        return skip(relative, isGone ? QStringLiteral("the link leads nowhere") : systemText(errno));
+    }
+    if (S_ISDIR(status.st_mode)) {
+        level->subdirectories.push_back(name);
+        *isEmpty = false;
+        return true;
+    }
+    if (!S_ISREG(status.st_mode))
+        return skip(relative, kindText(status.st_mode));
+    if (::access(path.constData(), R_OK) != 0)
+        return skip(relative, QStringLiteral("cannot read it: %1").arg(systemText(errno)));
+    *isEmpty = false;
+    return m_visitor.file(QString::fromUtf8(relative));
+}
+
+bool LocalTree::skip(const QByteArray &relative, const QString &why)
+{
+    const QByteArray path = relative.isEmpty() && !m_levels.empty() ? m_levels.front().path : relative;
+    if (isDecodable(path))
+        return m_visitor.skipped(escaped(QString::fromUtf8(path)), why);
+    // The escape of a byte is told from that of a character by its form.
+    QString shown;
+    for (const char byte : path) {
+        const bool isPlain = byte >= ' ' && byte < 0x7f && byte != '\\';
+        shown += isPlain ? QString(QLatin1Char(byte))
+                         : QStringLiteral("\\x%1").arg(static_cast<uchar>(byte), 2, 16, QLatin1Char('0'));
+    }
+    return m_visitor.skipped(shown, why);
+}
+
+bool LocalTree::isLoop(dev_t device, ino_t inode) const
+{
+    for (const Level &level : m_levels) {
+        if (level.device == device && level.inode == inode)
+            return true;
+    }
+    return false;
+}
+
+} // namespace VESK::Host

@@ -1,0 +1,118 @@
+#include "host/client/run_report.h"
+
+#include "host/event_writer.h"
+#include "host/text.h"
+
+#include <QtCore/QJsonArray>
+
+#include <csignal>
+
+namespace VESK::Host
+{
+
+RunReport::RunReport(const ClientContext &context, Direction direction)
+    : m_context(context)
+{
+    m_summary.isDownload = direction == Direction::Down;
+    m_timer.start();
+}
+
+void RunReport::addTransfer(const TaskJob &job, const TaskEnd &end)
+{
+    m_summary.movedBytes += end.movedBytes;
+    if (end.kind == TaskEnd::Kind::Failed)
+        return addFailure(end.failure);
+    if (end.kind == TaskEnd::Kind::Interrupted)
+        return tellInterrupted(job, end);
+
+    const QString moved = m_summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
+    const TaskOutcome &outcome = end.outcome;
+    const bool isPlaced = outcome.result == TaskOutcome::Result::Done;
+    writeEvent(QStringLiteral("file"),
+               {{QStringLiteral("name"), job.localPath()},
+                {QStringLiteral("result"), isPlaced ? moved : QStringLiteral("already-there")},
+                {QStringLiteral("size"), outcome.total},
+                {QStringLiteral("from"), qMax<qint64>(0, outcome.begin)},
+                {QStringLiteral("moved"), outcome.moved}});
+    if (!isPlaced) {
+        ++m_summary.alreadyThere;
+        m_summary.skippedBytes += outcome.total;
+        if (m_context.settings.namesEachFile)
+            tell(QStringLiteral("already there: %1\n").arg(job.shownName));
+        return;
+    }
+    ++m_summary.placed;
+    m_summary.placedBytes += outcome.total;
+    m_summary.resumedBytes += end.resumedBytes;
+    if (m_context.settings.namesEachFile)
+        tell(QStringLiteral("%1: %2 (%3, from %4)\n")
+                 .arg(moved, job.shownName, bytesText(outcome.total), bytesText(outcome.begin)));
+}
+
+void RunReport::tellInterrupted(const TaskJob &job, const TaskEnd &end)
+{
+    const TaskOutcome &outcome = end.outcome;
+    const QString moved = m_summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
+    const QString place = m_summary.isDownload ? QStringLiteral("here") : QStringLiteral("on the server");
+    tell(QStringLiteral("interrupted: %1: %2 of %3 %4 by now; what has arrived is kept %5.\n"
+                        "  - Run the same command again to go on from there.\n")
+             .arg(job.shownName, bytesText(qMax<qint64>(0, outcome.begin) + outcome.moved),
+                  bytesText(qMax<qint64>(0, outcome.total)), moved, place));
+}
+
+void RunReport::addDirectory(const TaskJob &job, const TaskEnd &end)
+{
+    if (end.kind == TaskEnd::Kind::Failed)
+        return addFailure(end.failure);
+    if (end.kind == TaskEnd::Kind::Interrupted)
+        return;
+    ++m_summary.directories;
+    writeEvent(QStringLiteral("directory"), {{QStringLiteral("name"), job.shownName}});
+}
+
+void RunReport::addFailure(const Failure &failure)
+{
+    m_summary.addFailure(failure.code);
+    writeEvent(QStringLiteral("error"),
+               {{QStringLiteral("class"), number(failure.code)},
+                {QStringLiteral("what"), failure.what},
+                {QStringLiteral("hints"), QJsonArray::fromStringList(failure.hints)}});
+    tell(failureText(failure));
+}
+
+void RunReport::addSkipped(const QString &name, const QString &why)
+{
+    ++m_summary.skipped;
+    writeEvent(QStringLiteral("skipped"), {{QStringLiteral("name"), name}, {QStringLiteral("why"), why}});
+    tell(QStringLiteral("warning: skipped %1: %2.\n").arg(name, why));
+}
+
+TransferSummary RunReport::finish()
+{
+    m_summary.seconds = static_cast<double>(m_timer.elapsed()) / 1000;
+    m_summary.exitCode = exitCode();
+    writeEvent(QStringLiteral("summary"), summaryFields(m_summary));
+    return m_summary;
+}
+
+ExitCode RunReport::exitCode() const
+{
+    const int signal = m_context.interruption.signal();
+    if (signal != 0)
+        return signal == SIGTERM ? ExitCode::Terminated : ExitCode::Interrupted;
+    const bool isPartial = m_summary.skipped > 0 || (m_summary.failed > 0 && m_summary.hasSuccess());
+    return isPartial ? ExitCode::Partial : m_summary.exitCode;
+}
+
+void RunReport::tell(const QString &line)
+{
+    m_context.display.print(line);
+}
+
+void RunReport::writeEvent(const QString &event, const QJsonObject &fields) const
+{
+    if (m_context.settings.writesEvents)
+        writeEventLine(event, fields);
+}
+
+} // namespace VESK::Host

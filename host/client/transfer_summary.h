@@ -1,0 +1,38 @@
+#pragma once
+
+#include "host/exit_code.h"
+
+#include <QtCore/QJsonObject>
+#include <QtCore/QString>
+#include <QtCore/QtGlobal>
+
+namespace VESK::Host
+{
+
+/// What a run of transfers came to.
+struct TransferSummary {
+    bool isDownload = false;
+    int placed = 0; ///< files moved and put in place
+    int alreadyThere = 0; ///< files the receiver had
+    int directories = 0; ///< empty ones that were made
+    int skipped = 0; ///< what cannot be moved: links that lead nowhere, pipes, names that are no text
+    int failed = 0;
+    int hidden = 0; ///< of the files on the server, those that a listing leaves out
+    qint64 placedBytes = 0; ///< sizes of the placed files
+    qint64 movedBytes = 0; ///< what went over the line, failed attempts included
+    qint64 resumedBytes = 0; ///< of the placed files, what attempts of earlier runs had left
+    qint64 skippedBytes = 0; ///< sizes of the files the receiver had
+    double seconds = 0;
+    ExitCode exitCode = ExitCode::Success;
+
+    void addFailure(ExitCode code);
+    bool hasSuccess() const { return placed + alreadyThere + directories > 0; }
+};
+
+/// The summary as one or two lines for people, without a line end.
+QString summaryText(const TransferSummary &summary);
+
+/// The summary as the fields of an event; sizes in bytes.
+QJsonObject summaryFields(const TransferSummary &summary);
+
+} // namespace VESK::Host
