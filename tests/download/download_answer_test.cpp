@@ -94,11 +94,11 @@ TEST_F(DownloadAnswer, TakesAnAbsentOffsetForMinusOne)
     EXPECT_EQ(answerTo({{"offset", ""}}), expected);
     EXPECT_EQ(param("transferBeginSize"), "-1");
 
-    const RunningTask task = start();
     ParamMap without = taskFor();
     without.remove("offset");
     set("offset", "");
     set("serverSocket", QString::number(handlerSocket()));
+    const RunningTask task = start();
     EXPECT_EQ(ask(without), expected);
     EXPECT_EQ(peer.recvBytes(3), QByteArray("abc"));
     ASSERT_TRUE(close());

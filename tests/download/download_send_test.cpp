@@ -317,6 +317,11 @@ struct Stop {
     bool (VeskBase::*call)();
 };
 
+void PrintTo(const Stop &stop, std::ostream *out)
+{
+    *out << stop.word;
+}
+
 class DownloadSendStop : public DownloadSend, public testing::WithParamInterface<Stop>
 {
 };

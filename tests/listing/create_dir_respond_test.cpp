@@ -137,6 +137,11 @@ struct ModeCase {
     int mode;
 };
 
+void PrintTo(const ModeCase &mode, std::ostream *out)
+{
+    *out << "'" << mode.text << "'";
+}
+
 class CreateDirMode : public CreateDirRespond, public testing::WithParamInterface<ModeCase>
 {
 };
