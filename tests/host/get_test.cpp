@@ -266,6 +266,22 @@ TEST_F(GetResumeTest, GoesOnByItselfAfterTheServerWasKilledAndStartedAgain)
     EXPECT_THAT(client->err().toStdString(), HasSubstr("Trying again"));
 }
 
+TEST_F(GetResumeTest, GivesUpWhenTheServerStaysAway)
+{
+    ServerProgram server(served());
+    Program client({QStringLiteral("get"), QStringLiteral("--retries"), QStringLiteral("1"),
+                    server.url(QStringLiteral("srv/big")), target()});
+    ASSERT_TRUE(waitForPercent(5));
+    server.program().kill();
+    EXPECT_EQ(client.waitForEnd(), 9);
+    EXPECT_THAT(client.err().toStdString(), HasSubstr("is kept"));
+    EXPECT_GT(sizeOf(m_partial), 0);
+
+    Program late({QStringLiteral("get"), server.url(QStringLiteral("srv/big")), target()});
+    EXPECT_EQ(late.waitForEnd(), 3);
+    EXPECT_THAT(late.err().toStdString(), HasSubstr("refuses connections"));
+}
+
 TEST_F(GetResumeTest, KeepsThePartialFileWhenInterrupted)
 {
     ServerProgram server(served());

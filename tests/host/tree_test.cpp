@@ -255,6 +255,24 @@ TEST_F(TreeTest, GoesOnWhenOneFileCannotBePlaced)
     EXPECT_THAT(m_err, Not(HasSubstr("Trying again"))) << "a refusal does not cost the connection";
 }
 
+TEST_F(TreeTest, EndsSoonWhenTheServerStaysAway)
+{
+    constexpr int files = 500;
+    for (int i = 0; i < files; ++i)
+        ASSERT_TRUE(m_directory.write(QStringLiteral("src/f%1").arg(i), pattern(1000 + i)));
+    Program client({QStringLiteral("put"), QStringLiteral("-r"), QStringLiteral("--json"),
+                    QStringLiteral("--retries"), QStringLiteral("1"), m_directory.path(QStringLiteral("src")),
+                    m_server->url(QStringLiteral("srv/up"))});
+    ASSERT_TRUE(waitUntil([&] { return entriesBelow(QStringLiteral("srv/up/src")).size() > 20; }));
+    m_server->program().kill();
+    EXPECT_EQ(client.waitForEnd(30000), partial);
+    const QJsonObject summary = client.event(QStringLiteral("summary"));
+    EXPECT_GT(summary.value(QStringLiteral("sent")).toInt(), 0);
+    EXPECT_EQ(summary.value(QStringLiteral("sent")).toInt() + summary.value(QStringLiteral("failed")).toInt(),
+              files);
+    EXPECT_EQ(client.err().count(QStringLiteral("error:")), 1) << "not one for each of the rest";
+}
+
 TEST_F(TreeTest, GoesOnWithTheRestWhenRunAgainAfterAnInterruption)
 {
     constexpr int files = 500;
