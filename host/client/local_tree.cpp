@@ -6,12 +6,12 @@
 
 #include <QtCore/QFile>
 
-#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <memory>
+#include <filesystem>
+#include <system_error>
 
 namespace VESK::Host
 {
@@ -83,17 +83,14 @@ bool LocalTree::enter(const QByteArray &path, const QByteArray &relative)
 
 bool LocalTree::read(Level *level, bool *isEmpty)
 {
-    const std::unique_ptr<DIR, int (*)(DIR *)> directory(::opendir(level->path.constData()), &::closedir);
-    if (!directory)
-        return skip(level->relative, systemText(errno));
-    errno = 0;
-    while (const dirent *entry = ::readdir(directory.get())) {
-        const QByteArray name(entry->d_name);
-        if (name != "." && name != ".." && !visit(name, level, isEmpty))
+    std::error_code error;
+    std::filesystem::directory_iterator entry(level->path.toStdString(), error);
+    const std::filesystem::directory_iterator end;
+    for (; !error && entry != end; entry.increment(error)) {
+        if (!visit(QByteArray::fromStdString(entry->path().filename().native()), level, isEmpty))
             return false;
-        errno = 0;
     }
-    return errno == 0 || skip(level->relative, systemText(errno));
+    return !error || skip(level->relative, qt_error_string(error.value()));
 }
 
 bool LocalTree::visit(const QByteArray &name, Level *level, bool *isEmpty)

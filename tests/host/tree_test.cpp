@@ -189,18 +189,6 @@ TEST_F(TreeTest, CountsAndReportsWhatCannotBeSent)
               (QStringList{QStringLiteral("d/"), QStringLiteral("good")}));
 }
 
-TEST_F(TreeTest, ReportsAFileThatCannotBeRead)
-{
-    if (::geteuid() == 0)
-        GTEST_SKIP() << "root can read all";
-    ASSERT_TRUE(m_directory.write(QStringLiteral("src/good"), "g"));
-    ASSERT_TRUE(m_directory.write(QStringLiteral("src/bad"), "b"));
-    ASSERT_TRUE(QFile::setPermissions(m_directory.path(QStringLiteral("src/bad")), {}));
-    EXPECT_EQ(put(), partial);
-    EXPECT_THAT(m_err, HasSubstr("skipped bad: cannot read it"));
-    EXPECT_EQ(counted("sent"), 1);
-}
-
 TEST_F(TreeTest, FollowsLinksToDirectoriesButNotInCircles)
 {
     ASSERT_TRUE(m_directory.write(QStringLiteral("elsewhere/f"), "f"));
