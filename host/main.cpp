@@ -4,6 +4,7 @@
 #include "host/client/put_command.h"
 #include "host/demo/demo_command.h"
 #include "host/exit_code.h"
+#include "host/help.h"
 #include "host/server/serve_command.h"
 #include "host/signals.h"
 #include "host/text.h"
@@ -33,6 +34,7 @@ int run(int argc, char **argv)
                  "vesk");
     int exitCode = number(ExitCode::Success);
     GlobalOptions global;
+    app.formatter(std::make_shared<HelpFormatter>());
     app.require_subcommand(1);
     app.fallthrough();
     app.add_option("--module", global.module, "the handler module to use")->envname("VESK_MODULE");
@@ -46,6 +48,7 @@ int run(int argc, char **argv)
     app.add_subcommand("version", "Prints the version.")->callback([] {
         writeStdout(QStringLiteral("vesk %1\n").arg(programVersion()));
     });
+    addHelpCommand(app, exitCode);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

@@ -91,12 +91,13 @@ std::optional<SocketAddress> listenAddress(const ServeOptions &options, int *exi
         return std::nullopt;
     }
     if (!addresses.front().isLoopback() && options.auth != "none") {
-        *exitCode = fail(ExitCode::Usage,
-                         QStringLiteral("%1 can be reached from other machines, and nothing is asked of "
-                                        "those who connect")
-                             .arg(addresses.front().hostText()),
-                         {QStringLiteral("Whoever reaches the port can write to the share, and data is not "
-                                         "encrypted. On a network you trust, say so with --auth none.")});
+        *exitCode =
+            fail(ExitCode::Usage,
+                 QStringLiteral("%1 can be reached from other machines, and nothing is asked of "
+                                "those who connect")
+                     .arg(addresses.front().hostText()),
+                 {QStringLiteral("Whoever reaches the port can read and write the share, and data is not "
+                                 "encrypted. On a network you trust, say so with --auth none.")});
         return std::nullopt;
     }
     return addresses.front();
