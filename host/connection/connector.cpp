@@ -1,6 +1,7 @@
 #include "host/connection/connector.h"
 
 #include "host/connection/refusal_probe.h"
+#include "host/connection/udp_port.h"
 
 #include <QtCore/QElapsedTimer>
 
@@ -40,16 +41,15 @@ Connector::Connector(const TransportOptions &options)
 {
 }
 
-bool Connector::bindToKeptPort(const UdtSocket &socket, int family)
+bool Connector::bindToKeptPort(const UdtSocket &socket, int family, QString *error)
 {
     UdtSocket &kept = m_keptPorts[family];
     if (!kept.isValid()) {
         kept = UdtSocket::create(family, m_options);
-        const SocketAddress any = SocketAddress::any(family);
-        if (!kept.isValid() || UDT::bind(kept.id(), any.data(), static_cast<int>(any.size())) == UDT::ERROR) {
+        if (kept.isValid() && !bindUdpPort(kept, SocketAddress::any(family), error))
             kept.close();
+        if (!kept.isValid())
             return false;
-        }
     }
     SocketAddress local = SocketAddress::any(family);
     local.setPort(kept.localAddress().port());
@@ -59,14 +59,14 @@ bool Connector::bindToKeptPort(const UdtSocket &socket, int family)
 UdtSocket Connector::tryOnce(const SocketAddress &address, int *errorCode, QString *errorText)
 {
     UdtSocket socket = UdtSocket::create(address.family(), m_options);
-    const bool isReady = socket.isValid() && bindToKeptPort(socket, address.family());
-    if (!isReady
-        || UDT::connect(socket.id(), address.data(), static_cast<int>(address.size())) == UDT::ERROR) {
-        *errorCode = UDT::getlasterror().getErrorCode();
-        *errorText = QString::fromLocal8Bit(UDT::getlasterror().getErrorMessage()).trimmed();
-        return UdtSocket();
-    }
-    return socket;
+    QString portError;
+    const bool isReady = socket.isValid() && bindToKeptPort(socket, address.family(), &portError);
+    if (isReady && UDT::connect(socket.id(), address.data(), static_cast<int>(address.size())) != UDT::ERROR)
+        return socket;
+    *errorCode = portError.isEmpty() ? UDT::getlasterror().getErrorCode() : 0;
+    *errorText = portError.isEmpty() ? QString::fromLocal8Bit(UDT::getlasterror().getErrorMessage()).trimmed()
+                                     : portError;
+    return UdtSocket();
 }
 
 UdtSocket Connector::connect(const SocketAddress &address, ConnectFailure *failure)

@@ -40,7 +40,7 @@ public:
     UdtSocket connect(const QString &host, quint16 port, AddressFamily family, ConnectFailure *failure);
 
 private:
-    bool bindToKeptPort(const UdtSocket &socket, int family);
+    bool bindToKeptPort(const UdtSocket &socket, int family, QString *error);
     UdtSocket tryOnce(const SocketAddress &address, int *errorCode, QString *errorText);
 
     const TransportOptions m_options;

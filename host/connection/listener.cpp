@@ -1,5 +1,7 @@
 #include "host/connection/listener.h"
 
+#include "host/connection/udp_port.h"
+
 namespace VESK::Host
 {
 
@@ -23,13 +25,12 @@ Listener::Listener(const TransportOptions &options)
 bool Listener::open(const SocketAddress &address, QString *error)
 {
     m_socket = UdtSocket::create(address.family(), m_options);
-    if (!m_socket.isValid()
-        || UDT::bind(m_socket.id(), address.data(), static_cast<int>(address.size())) == UDT::ERROR
-        || UDT::listen(m_socket.id(), backlog) == UDT::ERROR) {
-        *error = lastErrorText();
+    if (m_socket.isValid() && !bindUdpPort(m_socket, address, error))
         return false;
-    }
-    return true;
+    if (m_socket.isValid() && UDT::listen(m_socket.id(), backlog) != UDT::ERROR)
+        return true;
+    *error = lastErrorText();
+    return false;
 }
 
 UdtSocket Listener::accept(SocketAddress *peer)

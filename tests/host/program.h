@@ -33,6 +33,7 @@ public:
     /// kill -9, and waits until it is gone.
     void kill();
     void signal(int number);
+    qint64 processId() const { return m_process.processId(); }
 
     /// All that was written so far.
     QString out();

@@ -1,0 +1,30 @@
+#include "host/connection/udp_port.h"
+
+#include "host/connection/handshake_filter.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace VESK::Host
+{
+
+bool bindUdpPort(const UdtSocket &socket, const SocketAddress &address, QString *error)
+{
+    const int port = ::socket(address.family(), SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (port < 0 || !attachHandshakeFilter(port) || ::bind(port, address.data(), address.size()) != 0) {
+        *error = QString::fromLocal8Bit(std::strerror(errno));
+        if (port >= 0)
+            ::close(port);
+        return false;
+    }
+    if (UDT::bind2(socket.id(), port) == UDT::ERROR) {
+        *error = QString::fromLocal8Bit(UDT::getlasterror().getErrorMessage()).trimmed();
+        ::close(port);
+        return false;
+    }
+    return true; // the port is the library's now
+}
+
+} // namespace VESK::Host

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <netinet/in.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace VESK::Test
+{
+
+/// What a path does to datagrams. The shares are of 1.
+struct PathWeather {
+    double loss = 0;
+    double duplication = 0;
+    double reordering = 0; ///< of datagrams that are `lateness` later than the others
+    std::chrono::milliseconds delay{0}; ///< one way
+    std::chrono::milliseconds lateness{2};
+};
+
+/// A path of UDP datagrams between one client and one server on 127.0.0.1, on a thread of its own. Which
+/// datagrams suffer depends on the seed and on their order.
+class UdpRelay
+{
+public:
+    UdpRelay(const sockaddr_in &server, const PathWeather &weather, std::uint32_t seed);
+    ~UdpRelay();
+    UdpRelay(const UdpRelay &) = delete;
+    UdpRelay &operator=(const UdpRelay &) = delete;
+
+    /// Where the client finds it.
+    const sockaddr_in &address() const { return m_address; }
+
+    /// Datagrams that were lost so far.
+    int lost() const { return m_lost; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct Datagram {
+        bool toServer;
+        std::vector<char> bytes;
+    };
+
+    void run();
+    void receive(int descriptor, bool toServer);
+    void accept(Datagram datagram);
+    void sendDue();
+    bool happens(double share);
+
+    const PathWeather m_weather;
+    std::mt19937 m_random;
+    sockaddr_in m_address{};
+    sockaddr_in m_client{};
+    int m_clientSide = -1;
+    int m_serverSide = -1;
+    std::multimap<Clock::time_point, Datagram> m_waiting;
+    std::atomic<int> m_lost{0};
+    std::atomic<bool> m_isEnding{false};
+    std::thread m_thread;
+};
+
+} // namespace VESK::Test

@@ -1,0 +1,115 @@
+#include "tests/faults/support/fault_test.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+
+// A target's directory that changes while a file for it is on its way.
+
+using namespace VESK;
+using namespace VESK::Test;
+
+namespace
+{
+
+class TargetFault : public FaultTest
+{
+protected:
+    void moveDirectoryAway() const { ASSERT_TRUE(QDir().rename(directory(), dir.path("elsewhere"))); }
+
+    void putAFileThere() const
+    {
+        moveDirectoryAway();
+        QFile file(directory());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    }
+
+    void putTheDirectoryBack() const
+    {
+        QFile::remove(directory());
+        ASSERT_TRUE(QDir().rename(dir.path("elsewhere"), directory()));
+    }
+
+    QString directory() const { return dir.path(newTask().targetDirectory()); }
+};
+
+TEST_P(TargetFault, GoneAfterTheAnswerItsDirectoryIsMadeAgain)
+{
+    FileTask task = newTask();
+    task.atAnswer(task.receiver(), [&] { EXPECT_TRUE(QDir(directory()).removeRecursively()); });
+    run(task);
+    EXPECT_TRUE(task.sent());
+    EXPECT_TRUE(task.received());
+    EXPECT_TRUE(dir.read(task.target()) == content);
+}
+
+TEST_P(TargetFault, ReplacedByAFileAfterTheAnswerItsDirectoryCannotBeMade)
+{
+    FileTask task = newTask();
+    task.atAnswer(task.receiver(), [&] { putAFileThere(); });
+    run(task);
+    EXPECT_EQ(task.lastError(log, task.receiver()), receiverName() + ": mkdir " + directory() + " failed.");
+    expectFailure(task, content);
+    putTheDirectoryBack();
+    expectNextTaskToPlace(content);
+}
+
+TEST_P(TargetFault, GoneAfterTheDataNothingIsPlaced)
+{
+    FileTask task = newTask();
+    task.receiver().afterBulk = [&] { moveDirectoryAway(); };
+    run(task);
+    expectFailure(task, content);
+    EXPECT_EQ(dir.exists("elsewhere/file.bin"), false);
+    putTheDirectoryBack();
+    expectNextTaskToPlace(content);
+}
+
+TEST_P(TargetFault, ReplacedByAFileAfterTheDataNothingIsPlaced)
+{
+    FileTask task = newTask();
+    task.receiver().afterBulk = [&] { putAFileThere(); };
+    run(task);
+    expectFailure(task, content);
+    EXPECT_EQ(QFileInfo(directory()).size(), 0) << "the file in the way is untouched";
+    putTheDirectoryBack();
+    expectNextTaskToPlace(content);
+}
+
+TEST_P(TargetFault, ReadOnlyAfterTheDataNothingIsPlacedAndEverythingKept)
+{
+    giveToOrdinaryUser();
+    FileTask task = newTask();
+    task.receiveAsOrdinaryUser();
+    task.receiver().afterBulk = [&] { EXPECT_TRUE(VeskBase::chmod(directory(), 0555)); };
+    run(task);
+    expectFailure(task, content);
+    EXPECT_EQ(task.lastError(log, task.receiver()),
+              receiverName() + ": rename " + dir.path(task.temporary()) + " to " + dir.path(task.target())
+                  + " failed.");
+    EXPECT_TRUE(dir.read(task.temporary()) == content);
+    ASSERT_TRUE(VeskBase::chmod(directory(), 0755));
+    expectNextTaskToPlace(content);
+}
+
+TEST_P(TargetFault, ReadOnlyAfterTheDataTheOldTargetStays)
+{
+    if (!isVerified())
+        GTEST_SKIP() << "an existing target is only replaced when verification finds a difference";
+    FileTask task = newTask();
+    ASSERT_TRUE(dir.write(task.target(), "old"));
+    giveToOrdinaryUser();
+    task.receiveAsOrdinaryUser();
+    task.receiver().afterBulk = [&] { EXPECT_TRUE(VeskBase::chmod(directory(), 0555)); };
+    run(task);
+    EXPECT_FALSE(task.sent());
+    EXPECT_FALSE(task.received());
+    EXPECT_EQ(task.lastError(log, task.receiver()),
+              receiverName() + ": removeFile " + dir.path(task.target()) + " failed.");
+    EXPECT_EQ(dir.read(task.target()), "old");
+    ASSERT_TRUE(VeskBase::chmod(directory(), 0755));
+    expectNextTaskToPlace(content);
+}
+
+INSTANTIATE_TEST_SUITE_P(Transfers, TargetFault, testing::ValuesIn(allTransfers()), nameOfFaultTest);
+
+} // namespace

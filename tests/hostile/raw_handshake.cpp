@@ -1,0 +1,85 @@
+#include "tests/hostile/raw_handshake.h"
+
+#include <QtCore/QtEndian>
+
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+
+namespace VESK::Test
+{
+
+namespace
+{
+
+constexpr int cookieOffset = 44; // bytes from the start of the datagram
+constexpr int datagramSize = 64; // bytes
+
+} // namespace
+
+RawHandshake::RawHandshake(std::uint16_t port)
+    : m_descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    // An error shows in the tests: nothing is answered then.
+    (void)::connect(m_descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+}
+
+RawHandshake::~RawHandshake()
+{
+    ::close(m_descriptor);
+}
+
+QByteArray RawHandshake::datagram(const HandshakeClaims &claims)
+{
+    constexpr std::uint32_t handshakeType = 0x80000000;
+    constexpr std::uint32_t connects = 0xFFFFFFFF; // -1; a first request says 1
+    constexpr std::uint32_t loopback = 0x0100007F;
+    const std::array<std::uint32_t, datagramSize / 4> words{
+        handshakeType,
+        0,
+        0, // time stamp
+        0, // to the listener
+        4, // version
+        1, // a stream socket
+        1000, // first sequence number
+        claims.packetSize,
+        claims.flowWindow,
+        claims.cookie == 0 ? 1 : connects,
+        123456, // id of the sender's socket
+        claims.cookie,
+        loopback,
+    };
+    QByteArray bytes(datagramSize, '\0');
+    for (std::size_t i = 0; i < words.size(); ++i)
+        qToBigEndian(words[i], bytes.data() + 4 * i);
+    return bytes;
+}
+
+void RawHandshake::send(const HandshakeClaims &claims)
+{
+    sendDatagram(datagram(claims));
+}
+
+void RawHandshake::sendDatagram(const QByteArray &bytes)
+{
+    (void)::send(m_descriptor, bytes.constData(), static_cast<std::size_t>(bytes.size()), MSG_NOSIGNAL);
+}
+
+std::optional<std::uint32_t> RawHandshake::answeredCookie(int limitMs)
+{
+    pollfd entry{m_descriptor, POLLIN, 0};
+    std::array<char, 2048> buffer{};
+    if (::poll(&entry, 1, limitMs) != 1
+        || ::recv(m_descriptor, buffer.data(), buffer.size(), 0) < datagramSize)
+        return std::nullopt;
+    return qFromBigEndian<std::uint32_t>(buffer.data() + cookieOffset);
+}
+
+} // namespace VESK::Test
