@@ -10,6 +10,7 @@
 
 #include <QtCore/QMetaType>
 #include <QtCore/QMutexLocker>
+#include <QtCore/QThread>
 
 namespace VESK
 {
@@ -76,7 +77,8 @@ bool VeskBase::setParam(const QString &key, const QString &value)
 
 bool VeskBase::setParams(const ParamMap &map)
 {
-    const bool fromClient = m_checkNextMap.exchange(false);
+    Qt::HANDLE thread = QThread::currentThreadId();
+    const bool fromClient = m_checkNextMapOf.compare_exchange_strong(thread, nullptr);
     if (holdsInnerKey(map) || (fromClient && !isAdmitted(map)))
         return false;
     if (map.contains(temporaryPathKey) && !claimTemporaryPath(map.value(temporaryPathKey)))
@@ -144,7 +146,7 @@ bool VeskBase::recv(int kind, QString &text)
     if (!channel().recv(kind, text))
         return false;
     if (kind == number(MessageKind::TaskParam))
-        m_checkNextMap = true;
+        m_checkNextMapOf = QThread::currentThreadId();
     return true;
 }
 

@@ -58,7 +58,8 @@ public:
     /// runs, for a `tmpFilePath` that another running task of this machine is writing.
     virtual bool setParam(const QString &key, const QString &value);
     /// Merges a whole map, or nothing of it when it is refused: for a key that begins with "_", and, right
-    /// after a TaskParam was received, when the map is not what a client may send or the policy says no.
+    /// after this thread received a TaskParam, when the map is not what a client may send or the policy says
+    /// no.
     virtual bool setParams(const ParamMap &map);
     /// The value of `key`, `defaultValue` only when the key is absent. Keys that a handler presets are
     /// present and empty.
@@ -176,7 +177,9 @@ private:
     ParamMap m_innerParams;
 
     StopFlags m_stopFlags;
-    std::atomic<bool> m_checkNextMap{false}; // the next setParams merges what a client sent
+    // The thread whose next setParams merges what a client sent: the one that received it. Other threads
+    // merge their host's maps meanwhile.
+    std::atomic<Qt::HANDLE> m_checkNextMapOf{nullptr};
 
     QMutex m_claimMutex; // guards m_claim, which is set while a task runs
     std::unique_ptr<PathClaim> m_claim;

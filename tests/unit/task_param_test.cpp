@@ -1,3 +1,4 @@
+#include "tests/support/background.h"
 #include "tests/support/scripted_peer.h"
 #include "tests/support/udt_pair.h"
 
@@ -180,6 +181,16 @@ TEST_F(TaskParam, IsCheckedThoughSingleParametersAreSetBefore)
     EXPECT_TRUE(m_server.setParam("path"_s, "/storage/a"_s));
     EXPECT_FALSE(m_server.setParams(hostile));
     EXPECT_EQ(m_server.getParam("mountPath"_s), "/storage"_s);
+}
+
+TEST_F(TaskParam, IsCheckedThoughAnotherThreadMergesAMapBefore)
+{
+    ASSERT_TRUE(m_client.sendMap(MessageKind::TaskParam, hostile));
+    ASSERT_TRUE(m_server.recvMap(MessageKind::TaskParam));
+    const Background host([&] { return m_server.setParams({{"mountPath"_s, "/other"_s}}); });
+    EXPECT_EQ(host.wait(std::chrono::seconds(10)), true) << "a host's map is not restricted";
+    EXPECT_FALSE(m_server.setParams(hostile));
+    EXPECT_EQ(m_server.getParam("mountPath"_s), "/other"_s);
 }
 
 TEST_F(TaskParam, ChecksNoOtherMessages)
