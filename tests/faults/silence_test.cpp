@@ -14,7 +14,7 @@ using namespace VESK::Test;
 namespace
 {
 
-constexpr int idleLimitMs = 300; // of the sockets here, in place of a host's own
+constexpr int idleLimitMs = 1500; // of the sockets here, in place of a host's own; enough for a busy machine
 
 enum class Manner { Silent, Closed };
 
@@ -93,7 +93,10 @@ protected:
 TEST_P(PeerStops, TheOtherEndGivesUpAndNoShortFileIsThere)
 {
     const auto &[stop, manner] = GetParam();
-    for (const int bytes : {0, 5, 12, 15}) { // nothing, half a header, a header, a cut text
+    // Nothing, half a header, a header, a cut text. Silence costs time, and is the same after any of them.
+    const std::vector<int> cuts =
+        manner == Manner::Closed ? std::vector<int>{0, 5, 12, 15} : std::vector<int>{0, 15};
+    for (const int bytes : cuts) {
         SCOPED_TRACE(testing::Message() << "after " << bytes << " bytes");
         runUntil(stop, manner, bytes);
         FileTask next(dir, stop.direction, "xxh128");

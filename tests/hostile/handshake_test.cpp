@@ -127,4 +127,37 @@ TEST_F(Handshake, CutAndRandomDatagramsHarmNobody)
     expectService();
 }
 
+class HarmfulAnswer : public testing::TestWithParam<Claim>
+{
+};
+
+TEST_P(HarmfulAnswer, IsNotHeardByAClient)
+{
+    const TempDir dir;
+    ASSERT_TRUE(dir.write("file.bin", pattern(1000)));
+    const auto &[name, packetSize, flowWindow] = GetParam();
+    RawServer server({packetSize, flowWindow, 0});
+    Program put(
+        {"put", dir.path("file.bin"), QStringLiteral("vesk://127.0.0.1:%1/share").arg(server.port())});
+    constexpr int notReachable = 3;
+    EXPECT_EQ(put.waitForEnd(), notReachable) << put.err().toStdString();
+    EXPECT_GT(server.accepted(), 0);
+    EXPECT_FALSE(server.heardData());
+}
+
+INSTANTIATE_TEST_SUITE_P(Claims, HarmfulAnswer,
+                         testing::Values(Claim{"NoRoomForData", 44, 25600},
+                                         Claim{"HugeWindow", 1400, 20000000}, Claim{"NoWindow", 1400, 0}),
+                         [](const auto &claim) { return std::string(claim.param.name); });
+
+TEST(HonestAnswer, ConnectsAClient)
+{
+    const TempDir dir;
+    ASSERT_TRUE(dir.write("file.bin", pattern(1000)));
+    RawServer server({});
+    Program put(
+        {"put", dir.path("file.bin"), QStringLiteral("vesk://127.0.0.1:%1/share").arg(server.port())});
+    EXPECT_TRUE(waitUntil([&] { return server.heardData(); })) << put.err().toStdString();
+}
+
 } // namespace

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 
 namespace VESK::Test
@@ -15,7 +16,14 @@ namespace VESK::Test
 namespace
 {
 
-constexpr int cookieOffset = 44; // bytes from the start of the datagram
+// Bytes from the start of the datagram.
+constexpr int receiverOffset = 12;
+constexpr int packetSizeOffset = 28;
+constexpr int flowWindowOffset = 32;
+constexpr int requestOffset = 36;
+constexpr int senderOffset = 40;
+constexpr int cookieOffset = 44;
+
 constexpr int datagramSize = 64; // bytes
 
 } // namespace
@@ -80,6 +88,68 @@ std::optional<std::uint32_t> RawHandshake::answeredCookie(int limitMs)
         || ::recv(m_descriptor, buffer.data(), buffer.size(), 0) < datagramSize)
         return std::nullopt;
     return qFromBigEndian<std::uint32_t>(buffer.data() + cookieOffset);
+}
+
+RawServer::RawServer(const HandshakeClaims &claims)
+    : m_claims(claims)
+    , m_descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    // An error shows in the tests: nobody asks then.
+    (void)::bind(m_descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    m_thread = std::thread([this] { run(); });
+}
+
+RawServer::~RawServer()
+{
+    m_isEnding = true;
+    m_thread.join();
+    ::close(m_descriptor);
+}
+
+std::uint16_t RawServer::port() const
+{
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    (void)::getsockname(m_descriptor, reinterpret_cast<sockaddr *>(&address), &size);
+    return ntohs(address.sin_port);
+}
+
+void RawServer::run()
+{
+    constexpr int lookMs = 20; // between looks at m_isEnding
+    std::array<char, 2048> buffer{};
+    while (!m_isEnding) {
+        pollfd entry{m_descriptor, POLLIN, 0};
+        if (::poll(&entry, 1, lookMs) != 1)
+            continue;
+        sockaddr_in client{};
+        socklen_t size = sizeof client;
+        auto *const address = reinterpret_cast<sockaddr *>(&client);
+        const auto count = ::recvfrom(m_descriptor, buffer.data(), buffer.size(), 0, address, &size);
+        const bool isData = count > 16 && (buffer[0] & 0x80) == 0;
+        m_heardData = m_heardData || isData;
+        if (count != datagramSize || buffer[0] != '\x80' || buffer[1] != 0)
+            continue;
+        const QByteArray reply = answer(QByteArray(buffer.data(), datagramSize));
+        (void)::sendto(m_descriptor, reply.constData(), datagramSize, MSG_NOSIGNAL, address, size);
+    }
+}
+
+QByteArray RawServer::answer(QByteArray request)
+{
+    char *const bytes = request.data();
+    std::copy_n(bytes + senderOffset, 4, bytes + receiverOffset);
+    if (qFromBigEndian<std::uint32_t>(bytes + requestOffset) == 1) { // give a cookie
+        qToBigEndian<std::uint32_t>(4711, bytes + cookieOffset);
+        return request;
+    }
+    ++m_accepted;
+    qToBigEndian(m_claims.packetSize, bytes + packetSizeOffset);
+    qToBigEndian(m_claims.flowWindow, bytes + flowWindowOffset);
+    return request;
 }
 
 } // namespace VESK::Test

@@ -2,8 +2,10 @@
 
 #include <QtCore/QByteArray>
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
+#include <thread>
 
 namespace VESK::Test
 {
@@ -38,6 +40,34 @@ public:
 
 private:
     int m_descriptor = -1;
+};
+
+/// A plain UDP socket on 127.0.0.1 that accepts every connection request with the claims it is given, on a
+/// thread of its own, and never says anything else.
+class RawServer
+{
+public:
+    explicit RawServer(const HandshakeClaims &claims);
+    ~RawServer();
+    RawServer(const RawServer &) = delete;
+    RawServer &operator=(const RawServer &) = delete;
+
+    std::uint16_t port() const;
+    /// Connection requests that it has accepted.
+    int accepted() const { return m_accepted; }
+    /// Has a client sent data, as one does that believes itself connected?
+    bool heardData() const { return m_heardData; }
+
+private:
+    void run();
+    QByteArray answer(QByteArray request);
+
+    const HandshakeClaims m_claims;
+    int m_descriptor = -1;
+    std::atomic<int> m_accepted{0};
+    std::atomic<bool> m_heardData{false};
+    std::atomic<bool> m_isEnding{false};
+    std::thread m_thread;
 };
 
 } // namespace VESK::Test
