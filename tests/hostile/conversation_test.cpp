@@ -155,8 +155,10 @@ TEST_P(Conversations, HarmNeitherTheProcessNorAnythingOutsideTheShare)
     EXPECT_LE(late.descriptors, early->descriptors);
     EXPECT_LE(late.threads, early->threads);
 #ifndef __SANITIZE_ADDRESS__ // which keeps freed memory for a while
-    constexpr qint64 allowedPages = 64 << 8; // 64 MiB; the library frees a connection seconds after its end
-    EXPECT_LE(late.residentPages, early->residentPages + allowedPages);
+    // The library frees a connection seconds after its end, so a fast machine holds many for a moment.
+    constexpr qint64 allowedPages = 64 << 8; // 64 MiB
+    EXPECT_TRUE(eventually([&] { return Holdings::pages() <= early->residentPages + allowedPages; }))
+        << Holdings::pages() << " pages, after " << early->residentPages;
 #endif
 }
 

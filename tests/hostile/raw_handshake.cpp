@@ -7,7 +7,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 
 namespace VESK::Test
@@ -25,6 +24,13 @@ constexpr int senderOffset = 40;
 constexpr int cookieOffset = 44;
 
 constexpr int datagramSize = 64; // bytes
+
+/// A word as it travels.
+QByteArray wordBytes(std::uint32_t word)
+{
+    const std::uint32_t bigEndian = qToBigEndian(word);
+    return QByteArray(reinterpret_cast<const char *>(&bigEndian), sizeof bigEndian);
+}
 
 } // namespace
 
@@ -64,9 +70,9 @@ QByteArray RawHandshake::datagram(const HandshakeClaims &claims)
         claims.cookie,
         loopback,
     };
-    QByteArray bytes(datagramSize, '\0');
-    for (std::size_t i = 0; i < words.size(); ++i)
-        qToBigEndian(words[i], bytes.data() + 4 * i);
+    QByteArray bytes;
+    for (const std::uint32_t word : words)
+        bytes += wordBytes(word);
     return bytes;
 }
 
@@ -140,15 +146,14 @@ void RawServer::run()
 
 QByteArray RawServer::answer(QByteArray request)
 {
-    char *const bytes = request.data();
-    std::copy_n(bytes + senderOffset, 4, bytes + receiverOffset);
-    if (qFromBigEndian<std::uint32_t>(bytes + requestOffset) == 1) { // give a cookie
-        qToBigEndian<std::uint32_t>(4711, bytes + cookieOffset);
+    request.replace(receiverOffset, 4, request.mid(senderOffset, 4));
+    if (request.mid(requestOffset, 4) == wordBytes(1)) { // give a cookie
+        request.replace(cookieOffset, 4, wordBytes(4711));
         return request;
     }
     ++m_accepted;
-    qToBigEndian(m_claims.packetSize, bytes + packetSizeOffset);
-    qToBigEndian(m_claims.flowWindow, bytes + flowWindowOffset);
+    request.replace(packetSizeOffset, 4, wordBytes(m_claims.packetSize));
+    request.replace(flowWindowOffset, 4, wordBytes(m_claims.flowWindow));
     return request;
 }
 

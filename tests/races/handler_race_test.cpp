@@ -19,6 +19,14 @@ namespace
 constexpr int threads = 4;
 constexpr int fileSize = 2000000; // bytes
 
+/// Does ThreadSanitizer watch? Qt is not built with it, so that it does not see how Qt's queue of events
+/// orders threads, and reports everything that travels through it.
+#ifdef __SANITIZE_THREAD__
+constexpr bool eventsLookLikeRaces = true;
+#else
+constexpr bool eventsLookLikeRaces = false;
+#endif
+
 /// A thread with an event loop, ended and joined with the scope.
 class EventThread
 {
@@ -105,6 +113,8 @@ TEST(HandlerRace, HandlersComeAndGoOnManyThreads)
 
 TEST(HandlerRace, AListingReachesAConsumerOnAnotherThread)
 {
+    if (eventsLookLikeRaces)
+        GTEST_SKIP() << "Qt's queue of events is invisible to ThreadSanitizer";
     const LogRecorder log;
     EventThread loop;
     Consumer consumer(loop.thread());
@@ -125,11 +135,13 @@ TEST(HandlerRace, AListingReachesAConsumerOnAnotherThread)
 
 TEST(HandlerRace, AConsumerMayLeaveInTheMiddleOfAListing)
 {
+    if (eventsLookLikeRaces)
+        GTEST_SKIP() << "Qt's queue of events is invisible to ThreadSanitizer";
     const LogRecorder log;
     for (int i = 0; i < 10; ++i) {
+        Task task("list"); // outlives the thread, and so the consumer
         EventThread loop;
         auto *const consumer = new Consumer(loop.thread()); // deletes itself on its thread
-        Task task("list");
         consumer->consume(task.client);
         const RunningTask serving(task.server, task.pair);
         const RunningTask asking(task.client, task.pair);
