@@ -116,6 +116,24 @@ TEST_F(UploadRespond, WithoutASizeAndATemporaryFileThereIsNothingToDrop)
     }
 }
 
+TEST_F(UploadRespond, WithoutAVerificationModeNothingIsVerified)
+{
+    ParamMap params;
+    ASSERT_TRUE(handler().getParams(params));
+    params.remove("bVerify"); // a new handler has it, empty
+    ASSERT_TRUE(handler().clearParam());
+    ASSERT_TRUE(handler().setParams(params));
+    ParamMap modeless = offer("text");
+    modeless.remove("bVerify");
+    const RunningTask task = start();
+    EXPECT_EQ(ask(modeless), answer(true, 0));
+    ASSERT_TRUE(peer.sendBytes("text"));
+    EXPECT_TRUE(peer.recvMap(MessageKind::Closing));
+    EXPECT_EQ(task.result(), true);
+    EXPECT_FALSE(handler().hasSent(MessageKind::FileVerifyResult));
+    EXPECT_EQ(content(name), "text");
+}
+
 TEST_F(UploadRespond, ASecondPassKeepsTheFileAndSetsItsTime)
 {
     store(name, "other content");
