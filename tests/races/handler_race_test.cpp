@@ -182,8 +182,9 @@ TEST(HandlerRace, ParametersAreReadAndWrittenWhileTasksRun)
         QSet<QString> names;
         task.files.collectNames(task.client, names);
         std::atomic<bool> enough{false};
-        // The server's TaskParam is checked in the next setParams of whoever comes: the client alone.
         const Background writing([&] { return useParams(task.client, enough); });
+        ASSERT_TRUE(eventually([&] { return !task.client.getParam("turn").isEmpty(); }))
+            << "it writes already";
         {
             const RunningTask serving(task.server, task.pair);
             const RunningTask requesting(task.client, task.pair);
