@@ -2,6 +2,7 @@
 
 #include "tests/operation/support/file_limits.h"
 #include "tests/support/background.h"
+#include "tests/support/udt_pair.h"
 
 #include <QtCore/QFileInfo>
 #include <QtCore/QRegularExpression>
@@ -12,7 +13,8 @@ namespace VESK::Test
 namespace
 {
 
-constexpr std::chrono::milliseconds newsLimit(100); // for the word of a close to arrive
+constexpr std::chrono::seconds deliveryLimit(1); // for an end's last message, before its host closes
+constexpr std::chrono::milliseconds newsLimit(500); // for the word of a close to arrive
 
 QString address(const std::int64_t &counter)
 {
@@ -125,7 +127,9 @@ bool FileTask::run(UDTSOCKET clientSocket, UDTSOCKET serverSocket)
         const bool serverFailed = serving.wait(std::chrono::milliseconds(0)) == false;
         if (!late && !clientFailed && !serverFailed)
             continue;
-        UDT::close(serverFailed ? serverSocket : clientSocket);
+        const UDTSOCKET failed = serverFailed ? serverSocket : clientSocket;
+        (void)waitUntilDelivered(failed, deliveryLimit); // what nobody takes any more is lost
+        UDT::close(failed);
         (void)(serverFailed ? asking : serving).wait(newsLimit); // when it does not come, we tell it
         UDT::close(clientSocket);
         UDT::close(serverSocket);
