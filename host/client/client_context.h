@@ -2,8 +2,8 @@
 
 #include "host/address.h"
 #include "host/client/interruption.h"
-#include "host/connection/udt_socket.h"
 #include "host/progress_display.h"
+#include "transport/udt_socket.h"
 
 #include "vesk_base/module.h"
 

@@ -1,10 +1,10 @@
 #include "host/client/client_program.h"
 
 #include "host/client/task_log.h"
-#include "host/connection/udt_library.h"
 #include "host/module_locator.h"
 #include "host/signals.h"
 #include "host/text.h"
+#include "transport/udt_library.h"
 
 #include <unistd.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "host/address.h"
-#include "host/connection/connector.h"
 #include "host/errors.h"
+#include "transport/connector.h"
 
 namespace VESK::Host
 {

@@ -2,8 +2,8 @@
 
 #include "host/client/client_context.h"
 #include "host/client/task_runner.h"
-#include "host/connection/connector.h"
 #include "host/errors.h"
+#include "transport/connector.h"
 
 namespace VESK::Host
 {

@@ -1,8 +1,8 @@
 #include "host/client/task_monitor.h"
 
-#include "host/connection/refusal_probe.h"
-#include "host/connection/udt_socket.h"
 #include "host/text.h"
+#include "transport/refusal_probe.h"
+#include "transport/udt_socket.h"
 
 #include <QtCore/QElapsedTimer>
 

@@ -3,7 +3,7 @@
 #include "host/client/interruption.h"
 #include "host/client/task_job.h"
 #include "host/client/task_monitor.h"
-#include "host/connection/udt_socket.h"
+#include "transport/udt_socket.h"
 
 #include "vesk_base/module.h"
 

@@ -1,11 +1,11 @@
 #include "host/demo/demo_command.h"
 
 #include "host/client/task_log.h"
-#include "host/connection/udt_library.h"
 #include "host/demo/demo.h"
 #include "host/module_locator.h"
 #include "host/signals.h"
 #include "host/text.h"
+#include "transport/udt_library.h"
 
 #include <csignal>
 #include <memory>

@@ -1,7 +1,7 @@
 #include "host/server/running_uploads.h"
 
-#include "host/connection/refusal_probe.h"
-#include "host/connection/udt_socket.h"
+#include "transport/refusal_probe.h"
+#include "transport/udt_socket.h"
 
 #include <QtCore/QFileInfo>
 

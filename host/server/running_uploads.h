@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/connection/socket_address.h"
+#include "transport/socket_address.h"
 
 #include <QtCore/QString>
 

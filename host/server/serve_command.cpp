@@ -1,13 +1,13 @@
 #include "host/server/serve_command.h"
 
 #include "host/address.h"
-#include "host/connection/udt_library.h"
 #include "host/errors.h"
 #include "host/module_locator.h"
 #include "host/server/server.h"
 #include "host/server/server_log.h"
 #include "host/signals.h"
 #include "host/text.h"
+#include "transport/udt_library.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>

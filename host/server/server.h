@@ -1,7 +1,7 @@
 #pragma once
 
-#include "host/connection/listener.h"
 #include "host/server/server_connection.h"
+#include "transport/listener.h"
 
 #include <list>
 #include <memory>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "host/connection/udt_socket.h"
 #include "host/server/running_uploads.h"
 #include "host/server/server_settings.h"
+#include "transport/udt_socket.h"
 
 #include "vesk_base/module.h"
 

@@ -1,4 +1,4 @@
-#include "host/connection/socket_address.h"
+#include "transport/socket_address.h"
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -9,7 +9,7 @@
 #include <cstring>
 #include <memory>
 
-namespace VESK::Host
+namespace VESK
 {
 
 namespace
@@ -106,4 +106,4 @@ QString SocketAddress::text() const
     return QStringLiteral("%1:%2").arg(host, QString::number(port()));
 }
 
-} // namespace VESK::Host
+} // namespace VESK

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "host/connection/udt_socket.h"
+#include "transport/udt_socket.h"
 
 #include <map>
 
-namespace VESK::Host
+namespace VESK
 {
 
 /// Why a connection could not be made.
@@ -47,4 +47,4 @@ private:
     std::map<int, UdtSocket> m_keptPorts; // by address family
 };
 
-} // namespace VESK::Host
+} // namespace VESK

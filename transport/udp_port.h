@@ -1,8 +1,8 @@
 #pragma once
 
-#include "host/connection/udt_socket.h"
+#include "transport/udt_socket.h"
 
-namespace VESK::Host
+namespace VESK
 {
 
 /// Binds `socket` to a UDP port of its own at `address`, port 0 meaning any free one; the port takes no
@@ -10,4 +10,4 @@ namespace VESK::Host
 /// failure, with the system's or the library's reason in `error`.
 [[nodiscard]] bool bindUdpPort(const UdtSocket &socket, const SocketAddress &address, QString *error);
 
-} // namespace VESK::Host
+} // namespace VESK

@@ -1,11 +1,11 @@
-#include "host/connection/refusal_probe.h"
+#include "transport/refusal_probe.h"
 
 #include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 
-namespace VESK::Host
+namespace VESK
 {
 
 RefusalProbe::RefusalProbe(const SocketAddress &peer)
@@ -48,4 +48,4 @@ void RefusalProbe::note(int error)
         m_error = error;
 }
 
-} // namespace VESK::Host
+} // namespace VESK

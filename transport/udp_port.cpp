@@ -1,13 +1,13 @@
-#include "host/connection/udp_port.h"
+#include "transport/udp_port.h"
 
-#include "host/connection/handshake_filter.h"
+#include "transport/handshake_filter.h"
 
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
-namespace VESK::Host
+namespace VESK
 {
 
 bool bindUdpPort(const UdtSocket &socket, const SocketAddress &address, QString *error)
@@ -27,4 +27,4 @@ bool bindUdpPort(const UdtSocket &socket, const SocketAddress &address, QString 
     return true; // the port is the library's now
 }
 
-} // namespace VESK::Host
+} // namespace VESK

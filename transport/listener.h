@@ -1,8 +1,8 @@
 #pragma once
 
-#include "host/connection/udt_socket.h"
+#include "transport/udt_socket.h"
 
-namespace VESK::Host
+namespace VESK
 {
 
 /// A listening UDT socket. Accepted sockets share its UDP port and inherit its options, linger off
@@ -32,4 +32,4 @@ private:
     UdtSocket m_socket;
 };
 
-} // namespace VESK::Host
+} // namespace VESK

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace VESK::Host
+namespace VESK
 {
 
 /// Lets the system drop, on a UDP socket that UDT is going to use, every connection request or answer that
@@ -10,4 +10,4 @@ namespace VESK::Host
 /// no such filter, nothing happens and it is true.
 [[nodiscard]] bool attachHandshakeFilter(int udpSocket);
 
-} // namespace VESK::Host
+} // namespace VESK

@@ -1,8 +1,8 @@
-#include "host/connection/listener.h"
+#include "transport/listener.h"
 
-#include "host/connection/udp_port.h"
+#include "transport/udp_port.h"
 
-namespace VESK::Host
+namespace VESK
 {
 
 namespace
@@ -54,4 +54,4 @@ void Listener::close()
     (void)UDT::close(m_socket.id()); // the number stays for a waiting accept, which then fails
 }
 
-} // namespace VESK::Host
+} // namespace VESK

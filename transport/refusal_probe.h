@@ -1,8 +1,8 @@
 #pragma once
 
-#include "host/connection/socket_address.h"
+#include "transport/socket_address.h"
 
-namespace VESK::Host
+namespace VESK
 {
 
 /// Tells "nobody listens there" from silence, which look alike to UDT: a plain UDP socket connected to the
@@ -33,4 +33,4 @@ private:
     int m_error = 0;
 };
 
-} // namespace VESK::Host
+} // namespace VESK

@@ -1,6 +1,6 @@
-#include "host/connection/udt_socket.h"
+#include "transport/udt_socket.h"
 
-namespace VESK::Host
+namespace VESK
 {
 
 namespace
@@ -109,4 +109,4 @@ qint64 receivedPackets(UDTSOCKET socket)
     return UDT::perfmon(socket, &info, false) == UDT::ERROR ? -1 : info.pktRecvTotal;
 }
 
-} // namespace VESK::Host
+} // namespace VESK

@@ -1,13 +1,13 @@
-#include "host/connection/connector.h"
+#include "transport/connector.h"
 
-#include "host/connection/refusal_probe.h"
-#include "host/connection/udp_port.h"
+#include "transport/refusal_probe.h"
+#include "transport/udp_port.h"
 
 #include <QtCore/QElapsedTimer>
 
 #include <cerrno>
 
-namespace VESK::Host
+namespace VESK
 {
 
 namespace
@@ -116,4 +116,4 @@ UdtSocket Connector::connect(const QString &host, quint16 port, AddressFamily fa
     return UdtSocket();
 }
 
-} // namespace VESK::Host
+} // namespace VESK

@@ -1,8 +1,8 @@
-#include "host/connection/udt_library.h"
+#include "transport/udt_library.h"
 
 #include <udt/udt.h>
 
-namespace VESK::Host
+namespace VESK
 {
 
 UdtLibrary::UdtLibrary()
@@ -15,4 +15,4 @@ UdtLibrary::~UdtLibrary()
     UDT::cleanup();
 }
 
-} // namespace VESK::Host
+} // namespace VESK

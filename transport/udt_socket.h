@@ -1,10 +1,10 @@
 #pragma once
 
-#include "host/connection/socket_address.h"
+#include "transport/socket_address.h"
 
 #include <udt/udt.h>
 
-namespace VESK::Host
+namespace VESK
 {
 
 /// What a socket is given before it is connected or listens. Sizes in bytes. The buffers bound the memory
@@ -70,4 +70,4 @@ qint64 unsentBytes(UDTSOCKET socket);
 /// Packets received so far on the socket, or -1 when it is closed. Does not wait for a bulk call.
 qint64 receivedPackets(UDTSOCKET socket);
 
-} // namespace VESK::Host
+} // namespace VESK

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-namespace VESK::Host
+namespace VESK
 {
 
 enum class AddressFamily { Any, Ipv4, Ipv6 };
@@ -43,4 +43,4 @@ private:
     socklen_t m_size = 0;
 };
 
-} // namespace VESK::Host
+} // namespace VESK

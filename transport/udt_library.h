@@ -1,6 +1,6 @@
 #pragma once
 
-namespace VESK::Host
+namespace VESK
 {
 
 /// Keeps the UDT library started for a scope. One per process, on its main thread, outliving every socket
@@ -14,4 +14,4 @@ public:
     UdtLibrary &operator=(const UdtLibrary &) = delete;
 };
 
-} // namespace VESK::Host
+} // namespace VESK

@@ -1,11 +1,11 @@
-#include "host/connection/handshake_filter.h"
+#include "transport/handshake_filter.h"
 
-#include "host/connection/udt_socket.h"
+#include "transport/udt_socket.h"
 
 #include <linux/filter.h>
 #include <sys/socket.h>
 
-namespace VESK::Host
+namespace VESK
 {
 
 namespace
@@ -44,4 +44,4 @@ bool attachHandshakeFilter(int udpSocket)
     return ::setsockopt(udpSocket, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) == 0;
 }
 
-} // namespace VESK::Host
+} // namespace VESK
