@@ -1,7 +1,5 @@
 #include "host/progress.h"
 
-#include "host/text.h"
-
 namespace VESK::Host
 {
 
@@ -10,14 +8,6 @@ namespace
 
 constexpr qint64 speedWindowMs = 5000; // long enough to be calm, short enough to follow a change
 constexpr int highestPercent = 99;
-constexpr int shortestName = 8; // columns
-
-QString shortened(const QString &name, int width)
-{
-    if (name.size() <= width)
-        return name;
-    return name.left(qMax(1, width - 1)) + QChar(0x2026);
-}
 
 } // namespace
 
@@ -80,6 +70,8 @@ ProgressView ProgressMeter::update(qint64 nowMs, const CounterReading &reading)
         // The first reading is the resume position, of which nothing is on its way yet.
         const qint64 arrived =
             m_arrived < 0 ? reading.done - reading.unsent : qMax(m_arrived, reading.done - reading.unsent);
+        if (m_arrived < 0)
+            m_begin = qMax<qint64>(0, arrived);
         if (arrived > m_arrived)
             m_lastMoveMs = nowMs;
         m_arrived = qMax<qint64>(0, arrived);
@@ -90,6 +82,7 @@ ProgressView ProgressMeter::update(qint64 nowMs, const CounterReading &reading)
     if (!isMoving(view.phase))
         m_lastMoveMs = nowMs;
     view.arrived = qMax<qint64>(0, m_arrived);
+    view.moved = qMax<qint64>(0, view.arrived - m_begin);
     if (view.total > 0)
         m_percent =
             qMax(m_percent, static_cast<int>(qMin<qint64>(highestPercent, view.arrived * 100 / view.total)));
@@ -107,22 +100,6 @@ double ProgressMeter::speed() const
     const qint64 elapsedMs = m_samples.back().timeMs - m_samples.front().timeMs;
     const qint64 moved = m_samples.back().arrived - m_samples.front().arrived;
     return elapsedMs > 0 ? static_cast<double>(moved) * 1000 / static_cast<double>(elapsedMs) : 0;
-}
-
-QString progressLine(const QString &name, const ProgressView &view, int width)
-{
-    QString facts = phaseName(view.phase);
-    if (isMoving(view.phase)) {
-        facts = QStringLiteral("%1%  %2 of %3  %4")
-                    .arg(QString::number(view.percent), bytesText(view.arrived), bytesText(view.total),
-                         rateText(view.bytesPerSecond));
-        if (view.secondsLeft >= 0)
-            facts += QStringLiteral("  %1 left").arg(durationText(view.secondsLeft));
-    } else if (view.phase == Phase::Verifying) {
-        facts = QStringLiteral("%1%  %2").arg(QString::number(view.percent), facts);
-    }
-    const int room = qMax(shortestName, width - facts.size() - 3);
-    return (shortened(name, room) + QLatin1String("  ") + facts).left(qMax(1, width - 1));
 }
 
 } // namespace VESK::Host

@@ -39,6 +39,7 @@ struct ProgressView {
     Phase phase = Phase::Hashing;
     qint64 total = 0; ///< bytes
     qint64 arrived = 0; ///< position up to which the receiver has the file; never goes back
+    qint64 moved = 0; ///< bytes of these that came since the task began; resumed ones are none of them
     int percent = 0; ///< never goes back, and 99 at most: 100 is for a task that succeeded
     double bytesPerSecond = 0; ///< of moved bytes, over the last seconds
     double secondsLeft = -1; ///< -1: not known
@@ -66,11 +67,9 @@ private:
 
     std::deque<Sample> m_samples; // of the last seconds, oldest first
     qint64 m_arrived = -1;
+    qint64 m_begin = 0; // where the first reading found it
     qint64 m_lastMoveMs = 0;
     int m_percent = 0;
 };
-
-/// One line for a terminal of `width` columns, without a line end: name, percent, bytes, speed, time left.
-QString progressLine(const QString &name, const ProgressView &view, int width);
 
 } // namespace VESK::Host

@@ -1,10 +1,14 @@
 #pragma once
 
-#include "host/progress.h"
+#include "host/run_progress.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QString>
 
+#include <condition_variable>
+#include <functional>
 #include <mutex>
+#include <thread>
 
 namespace VESK::Host
 {
@@ -12,37 +16,83 @@ namespace VESK::Host
 /// How progress is shown on stderr.
 enum class ProgressStyle {
     Auto, ///< Bar on a terminal, Line elsewhere
-    Bar, ///< one line that is drawn over
+    Bar, ///< a few lines that are drawn over, 5 times a second
     Line, ///< a line of its own every 30 s
     None,
 };
 
-/// Draws progress on stderr and keeps other lines apart from it. Callable from any thread.
+struct ProgressSettings {
+    ProgressStyle style = ProgressStyle::Auto;
+    qint64 lineIntervalMs = 0; ///< a line of its own so often, whatever the style; 0: as the style has it
+    bool hasColour = false;
+};
+
+/// Shows on stderr how the tasks of a run go on, and keeps other lines apart from it. Callable from any
+/// thread; a thread of its own draws. One at a time, for the whole run.
 class ProgressDisplay
 {
 public:
-    explicit ProgressDisplay(ProgressStyle style);
-    /// Wipes the progress line.
+    explicit ProgressDisplay(const ProgressSettings &settings);
+    /// Wipes what is drawn over.
     ~ProgressDisplay();
     ProgressDisplay(const ProgressDisplay &) = delete;
     ProgressDisplay &operator=(const ProgressDisplay &) = delete;
 
-    /// Shows the state of one file; `name` is escaped already. Draws only when it is time for it.
-    void show(const QString &name, const ProgressView &view, qint64 nowMs);
+    /// A running task has a line while one of these lives. The display outlives it. For one thread.
+    class Task
+    {
+    public:
+        /// `name` is for people, escaped already.
+        Task(ProgressDisplay &display, const QString &name);
+        ~Task();
+        Task(const Task &) = delete;
+        Task &operator=(const Task &) = delete;
 
-    /// Wipes the progress line, as at the end of a file.
-    void clear();
+        /// As often as you like.
+        void update(const ProgressView &view);
 
-    /// Writes a text of whole lines without tearing the progress line.
+    private:
+        ProgressDisplay &m_display;
+        const int m_number;
+    };
+
+    /// More files will be moved in this run; `bytes` is the sum of their sizes, -1 when that is not known.
+    void addKnown(qint64 files, qint64 bytes);
+    /// No more files will come to be known: from now on there is a share of the whole, and a time left.
+    void setAllKnown();
+    /// A known file is done, well or not: its size (-1: not known), and the bytes that were moved for it.
+    void addDone(qint64 size, qint64 moved);
+
+    /// Writes a text of whole lines without tearing what is drawn.
     void print(const QString &lines);
 
-private:
-    void wipe();
+    /// Writes at once what is known of the run and of each running task.
+    void printStatus();
 
-    std::mutex m_mutex; // guards the rest, and keeps writes to stderr in order
-    const ProgressStyle m_style;
-    bool m_isDrawn = false;
-    qint64 m_lastLineMs = -1;
+    /// Wipes what is drawn, calls `stop`, in which the process may sleep, and goes on.
+    void suspend(const std::function<void()> &stop);
+
+    RunProgress progress() const;
+
+private:
+    void work();
+    void tick();
+    void draw();
+    void wipe();
+    void write(const QString &text);
+    QString coloured(const QString &lines) const;
+    int drawnRows(int width) const;
+
+    const ProgressSettings m_settings; // the style is settled
+    const qint64 m_lineIntervalMs; // 0: no lines
+    mutable std::mutex m_mutex; // guards the rest, and keeps writes to stderr in order
+    RunAccount m_account;
+    QElapsedTimer m_clock;
+    std::vector<int> m_drawn; // columns of each line that stands on the terminal
+    qint64 m_lastLineMs = 0;
+    bool m_isEnding = false;
+    std::condition_variable m_ending;
+    std::thread m_thread;
 };
 
 } // namespace VESK::Host

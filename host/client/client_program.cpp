@@ -3,6 +3,7 @@
 #include "host/client/task_log.h"
 #include "host/module_locator.h"
 #include "host/signals.h"
+#include "host/terminal.h"
 #include "host/text.h"
 #include "transport/udt_library.h"
 
@@ -68,7 +69,10 @@ int runClient(const QString &verb, const ClientOptions &options, const GlobalOpt
         interruption.raise(signal);
         lastResort.interruptedBy(signal);
     });
-    ProgressDisplay display(progressStyle(options));
+    ProgressSettings progress;
+    progress.style = progressStyle(options);
+    progress.hasColour = wantsColour();
+    ProgressDisplay display(progress);
     const ClientSettings settings = clientSettings(options);
     const ExitCode exitCode = work({*module, settings, display, interruption});
     lastResort.finish();

@@ -42,6 +42,10 @@ Downloader::Downloader(const ClientContext &context, const QString &directory)
 TransferSummary Downloader::download(const std::vector<RemoteAddress> &sources, Directories directories)
 {
     const bool isReady = makeDirectory(m_directory);
+    if (directories == Directories::Refuse) {
+        m_context.display.addKnown(static_cast<qint64>(sources.size()), -1);
+        m_context.display.setAllKnown();
+    }
     for (const RemoteAddress &source : sources) {
         if (!isReady || !mayGoOn())
             break;
@@ -80,6 +84,7 @@ void Downloader::downloadTree(const RemoteAddress &source)
     }
     const QString name = source.path.isEmpty() ? source.share : lastPart(source.path);
     const QString top = QDir(m_directory).filePath(name);
+    m_context.display.addKnown(m_spool.entries(), -1);
     if (makeDirectory(top))
         takeEntries(source, top);
 }

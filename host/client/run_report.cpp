@@ -19,9 +19,17 @@ RunReport::RunReport(const ClientContext &context, Direction direction)
 
 void RunReport::addTransfer(const TaskJob &job, const TaskEnd &end)
 {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (end.kind != TaskEnd::Kind::Interrupted)
+        m_context.display.addDone(end.outcome.total, end.movedBytes);
+    count(job, end);
+}
+
+void RunReport::count(const TaskJob &job, const TaskEnd &end)
+{
     m_summary.movedBytes += end.movedBytes;
     if (end.kind == TaskEnd::Kind::Failed)
-        return addFailure(end.failure);
+        return fail(end.failure);
     if (end.kind == TaskEnd::Kind::Interrupted)
         return tellInterrupted(job, end);
 
@@ -62,15 +70,37 @@ void RunReport::tellInterrupted(const TaskJob &job, const TaskEnd &end)
 
 void RunReport::addDirectory(const TaskJob &job, const TaskEnd &end)
 {
-    if (end.kind == TaskEnd::Kind::Failed)
-        return addFailure(end.failure);
     if (end.kind == TaskEnd::Kind::Interrupted)
         return;
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_context.display.addDone(0, 0);
+    if (end.kind == TaskEnd::Kind::Failed)
+        return fail(end.failure);
     ++m_summary.directories;
     writeEvent(QStringLiteral("directory"), {{QStringLiteral("name"), job.shownName}});
 }
 
 void RunReport::addFailure(const Failure &failure)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_context.display.addDone(-1, 0);
+    fail(failure);
+}
+
+void RunReport::addSilentFailure(ExitCode code)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_context.display.addDone(-1, 0);
+    m_summary.addFailure(code);
+}
+
+void RunReport::addHidden()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_summary.hidden;
+}
+
+void RunReport::fail(const Failure &failure)
 {
     m_summary.addFailure(failure.code);
     writeEvent(QStringLiteral("error"),
@@ -82,6 +112,7 @@ void RunReport::addFailure(const Failure &failure)
 
 void RunReport::addSkipped(const QString &name, const QString &why)
 {
+    const std::lock_guard<std::mutex> lock(m_mutex);
     ++m_summary.skipped;
     writeEvent(QStringLiteral("skipped"), {{QStringLiteral("name"), name}, {QStringLiteral("why"), why}});
     tell(QStringLiteral("warning: skipped %1: %2.\n").arg(name, why));
@@ -89,13 +120,20 @@ void RunReport::addSkipped(const QString &name, const QString &why)
 
 TransferSummary RunReport::finish()
 {
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_summary.seconds = static_cast<double>(m_timer.elapsed()) / 1000;
-    m_summary.exitCode = exitCode();
+    m_summary.exitCode = settledCode();
     writeEvent(QStringLiteral("summary"), summaryFields(m_summary));
     return m_summary;
 }
 
 ExitCode RunReport::exitCode() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return settledCode();
+}
+
+ExitCode RunReport::settledCode() const
 {
     const int signal = m_context.interruption.signal();
     if (signal != 0)

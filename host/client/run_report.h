@@ -7,11 +7,14 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QJsonObject>
 
+#include <mutex>
+
 namespace VESK::Host
 {
 
 /// Tells what happens in a run of the client, as it happens, and counts it: failures and warnings to
-/// stderr, events to stdout when they are wanted. For one thread.
+/// stderr, events to stdout when they are wanted. What becomes known and what is done goes to the progress
+/// display as well. Any thread.
 class RunReport
 {
 public:
@@ -24,10 +27,10 @@ public:
 
     void addFailure(const Failure &failure);
     /// A failure that has been told already, of another file.
-    void addSilentFailure(ExitCode code) { m_summary.addFailure(code); }
+    void addSilentFailure(ExitCode code);
     /// Something that is no failure of a transfer but will be missing on the other side; `name` is escaped.
     void addSkipped(const QString &name, const QString &why);
-    void addHidden() { ++m_summary.hidden; }
+    void addHidden();
 
     /// Closes the count of transfers; tells nothing but the summary event.
     TransferSummary finish();
@@ -36,11 +39,15 @@ public:
     ExitCode exitCode() const;
 
 private:
+    void count(const TaskJob &job, const TaskEnd &end);
+    void fail(const Failure &failure);
+    ExitCode settledCode() const;
     void tell(const QString &line);
     void writeEvent(const QString &event, const QJsonObject &fields) const;
     void tellInterrupted(const TaskJob &job, const TaskEnd &end);
 
     const ClientContext m_context;
+    mutable std::mutex m_mutex; // guards the summary, and keeps what is told of one file together
     TransferSummary m_summary;
     QElapsedTimer m_timer;
 };

@@ -16,7 +16,7 @@ enum class Operation { Upload, Download, List, CreateDir };
 struct TaskJob {
     Operation operation = Operation::Upload;
     QString shownName; ///< for people, escaped
-    QString place; ///< among many, as in "[2/10] "; stands before the name in the progress line only
+    QString place; ///< among many, as in "[2/10] "; for events and logs; the display counts by itself
     QString share;
     QString rootPath; ///< below the share, as named on the command line; no modes are set above it
     QString subPath; ///< directory below that; may be empty

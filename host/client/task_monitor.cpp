@@ -15,7 +15,8 @@ namespace
 {
 
 constexpr std::chrono::milliseconds interval{50};
-constexpr qint64 drawIntervalMs = 200;
+// A look that comes later than this after the one before follows a sleep of the whole process.
+constexpr qint64 sleepMs = 2000;
 // Without progress for so long, the server's port is asked for at every look: a server that is started
 // again leaves it unowned for a moment only, and the new one knows nothing of this connection.
 constexpr qint64 probeAfterMs = 100;
@@ -50,7 +51,7 @@ CounterReading readCounters(const TaskCounters &counters, UDTSOCKET socket)
 
 TaskMonitor::TaskMonitor(const Task &task, ProgressDisplay &display)
     : m_task(task)
-    , m_display(display)
+    , m_shown(display, task.name)
     , m_thread([this] { watch(); })
 {
 }
@@ -63,7 +64,6 @@ TaskMonitor::~TaskMonitor()
         m_ending.notify_all();
     }
     m_thread.join();
-    m_display.clear();
 }
 
 ProgressView TaskMonitor::lastView() const
@@ -78,16 +78,18 @@ void TaskMonitor::watch()
     QElapsedTimer clock;
     clock.start();
     RefusalProbe probe(peerOf(m_task.socket));
-    qint64 drawnMs = 0;
+    qint64 lastLookMs = 0;
+    qint64 sleptMs = 0; // no time in which the server could have been heard
     std::unique_lock<std::mutex> lock(m_mutex);
     while (!m_ending.wait_for(lock, interval, [this] { return m_isEnding; })) {
-        const qint64 nowMs = clock.elapsed();
+        const qint64 lookMs = clock.elapsed();
+        if (lookMs - lastLookMs > sleepMs)
+            sleptMs += lookMs - lastLookMs;
+        lastLookMs = lookMs;
+        const qint64 nowMs = lookMs - sleptMs;
         const CounterReading reading = m_task.read();
         m_view = meter.update(nowMs, reading);
-        if (nowMs - drawnMs >= drawIntervalMs) {
-            m_display.show(m_task.name, m_view, nowMs);
-            drawnMs = nowMs;
-        }
+        m_shown.update(m_view);
 
         const qint64 idleMs = nowMs - meter.lastMoveMs();
         const bool isQuiet = m_view.phase == Phase::Waiting || m_view.phase == Phase::Verifying;

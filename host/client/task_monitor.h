@@ -19,8 +19,8 @@ struct TaskCounters {
     std::int64_t done = -1; ///< bytes
 };
 
-/// Watches a running task from a thread of its own: shows its progress, and calls `giveUp` once when the
-/// server's process is gone or when no byte has arrived for `stallSeconds` while bytes are on their way.
+/// Watches a running task from a thread of its own: gives it a line of progress, and calls `giveUp` once when
+/// the server's process is gone or when no byte has arrived for `stallSeconds` while bytes are on their way.
 /// Hashing and waiting for a hashing server are no stall.
 class TaskMonitor
 {
@@ -34,7 +34,7 @@ public:
     };
 
     TaskMonitor(const Task &task, ProgressDisplay &display);
-    /// Ends the thread and wipes the progress line.
+    /// Ends the thread and the task's line.
     ~TaskMonitor();
     TaskMonitor(const TaskMonitor &) = delete;
     TaskMonitor &operator=(const TaskMonitor &) = delete;
@@ -46,7 +46,7 @@ private:
     void watch();
 
     const Task m_task;
-    ProgressDisplay &m_display;
+    ProgressDisplay::Task m_shown; // the thread's
     mutable std::mutex m_mutex; // guards the two below
     ProgressView m_view;
     bool m_isEnding = false;

@@ -141,8 +141,7 @@ TaskOutcome TaskRunner::run(const TaskJob &job, UDTSOCKET socket)
             facts.gaveUpBecause = why;
             stop();
         };
-        const TaskMonitor monitor({job.place + job.shownName, socket, read, m_stallSeconds, giveUp},
-                                  m_display);
+        const TaskMonitor monitor({job.shownName, socket, read, m_stallSeconds, giveUp}, m_display);
         facts.succeeded = handler->process();
         facts.lastLogError = log.lastError();
         facts.reading = read();

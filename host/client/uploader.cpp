@@ -45,6 +45,12 @@ Uploader::Uploader(const ClientContext &context, const RemoteAddress &target)
 TransferSummary Uploader::upload(const QStringList &paths, Directories directories)
 {
     for (const QString &path : paths) {
+        if (directories == Directories::Refuse || !QFileInfo(path).isDir())
+            m_context.display.addKnown(1, QFileInfo(path).size());
+    }
+    if (directories == Directories::Refuse)
+        m_context.display.setAllKnown();
+    for (const QString &path : paths) {
         if (mayGoOn())
             uploadPath(path, directories);
     }
@@ -86,8 +92,14 @@ bool Uploader::collect(const QString &top)
         return isSpooled && mayGoOn();
     };
     LocalTree::Visitor visitor;
-    visitor.file = [&](const QString &path) { return add(NameSpool::Kind::File, path); };
-    visitor.emptyDirectory = [&](const QString &path) { return add(NameSpool::Kind::Directory, path); };
+    visitor.file = [&](const QString &path) {
+        m_context.display.addKnown(1, QFileInfo(QDir(top).filePath(path)).size());
+        return add(NameSpool::Kind::File, path);
+    };
+    visitor.emptyDirectory = [&](const QString &path) {
+        m_context.display.addKnown(1, 0);
+        return add(NameSpool::Kind::Directory, path);
+    };
     visitor.skipped = [&](const QString &path, const QString &why) {
         m_report.addSkipped(path, why);
         return mayGoOn();

@@ -161,7 +161,7 @@ RemoteAddress Demo::share() const
 
 TransferSummary Demo::uploadHere()
 {
-    ProgressDisplay display(ProgressStyle::Auto);
+    ProgressDisplay display{ProgressSettings()};
     const ClientSettings settings;
     Uploader uploader({m_module, settings, display, m_interruption}, share());
     return uploader.upload({m_source}, Uploader::Directories::Refuse);
@@ -169,7 +169,7 @@ TransferSummary Demo::uploadHere()
 
 TransferSummary Demo::downloadHere()
 {
-    ProgressDisplay display(ProgressStyle::Auto);
+    ProgressDisplay display{ProgressSettings()};
     const ClientSettings settings;
     Downloader downloader({m_module, settings, display, m_interruption}, downloadDirectory());
     RemoteAddress source = share();

@@ -92,14 +92,13 @@ TEST(ProgressMeterTest, TakesHashingAndWaitingForNoStall)
     EXPECT_EQ(meter.lastMoveMs(), 700000);
 }
 
-TEST(ProgressLineTest, FitsTheWidth)
+TEST(ProgressMeterTest, TellsMovedBytesFromResumedOnes)
 {
     ProgressMeter meter;
-    const ProgressView view = meter.update(0, reading(1000, 100));
-    const QString name(500, QLatin1Char('n'));
-    for (const int width : {10, 40, 80, 200})
-        EXPECT_LT(progressLine(name, view, width).size(), width);
-    EXPECT_TRUE(progressLine(name, view, 80).contains(QStringLiteral("10%")));
+    EXPECT_EQ(meter.update(0, reading(10000, -1)).moved, 0);
+    EXPECT_EQ(meter.update(100, reading(10000, 5000)).moved, 0);
+    EXPECT_EQ(meter.update(200, reading(10000, 6000)).moved, 1000);
+    EXPECT_EQ(meter.update(300, reading(10000, 6000, 500)).moved, 1000);
 }
 
 } // namespace
