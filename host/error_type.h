@@ -59,6 +59,18 @@ inline QString busy()
 {
     return QStringLiteral("Busy");
 }
+inline QString exists()
+{
+    return QStringLiteral("Exists"); // and the client wants it left alone
+}
+inline QString tooManyConnections()
+{
+    return QStringLiteral("TooManyConnections");
+}
+inline QString discarded()
+{
+    return QStringLiteral("Discarded"); // done: the partial copy is gone
+}
 inline QString serverError()
 {
     return QStringLiteral("ServerError");

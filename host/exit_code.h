@@ -16,6 +16,8 @@ enum class ExitCode : int {
     LocalFile = 7, ///< a local file cannot be read or written
     Refused = 8, ///< the server refused, with a reason
     ConnectionLost = 9, ///< retries used up, partial data kept
+    NothingToDo = 10, ///< everything was there already, and --fail-if-nothing
+    LimitReached = 11, ///< --max-time or --max-bytes, partial data kept
     Internal = 70, ///< a defect of this program
     Interrupted = 130, ///< SIGINT, partial data kept
     Terminated = 143, ///< SIGTERM, partial data kept

@@ -43,6 +43,7 @@ Connector::Connector(const TransportOptions &options)
 
 bool Connector::bindToKeptPort(const UdtSocket &socket, int family, QString *error)
 {
+    const std::lock_guard<std::mutex> lock(m_portMutex);
     UdtSocket &kept = m_keptPorts[family];
     if (!kept.isValid()) {
         kept = UdtSocket::create(family, m_options);

@@ -3,6 +3,7 @@
 #include "transport/udt_socket.h"
 
 #include <map>
+#include <mutex>
 
 namespace VESK
 {
@@ -26,7 +27,7 @@ struct ConnectFailure {
 
 /// Makes client connections. All of one address family leave from one UDP port, which an idle socket
 /// keeps bound for the connector's life: a port that dies while other threads open sockets can freeze the
-/// library. For one thread; outlives its connections.
+/// library. Any thread, several at a time; outlives its connections.
 class Connector
 {
 public:
@@ -44,7 +45,8 @@ private:
     UdtSocket tryOnce(const SocketAddress &address, int *errorCode, QString *errorText);
 
     const TransportOptions m_options;
-    std::map<int, UdtSocket> m_keptPorts; // by address family
+    std::mutex m_portMutex; // guards m_keptPorts
+    std::map<int, UdtSocket> m_keptPorts; // by address family; bound once, never changed
 };
 
 } // namespace VESK

@@ -87,6 +87,11 @@ void setLinger(UDTSOCKET socket, int seconds)
     (void)setOption(socket, UDT_LINGER, value); // a socket that is gone needs none
 }
 
+void setReceiveLimit(UDTSOCKET socket, int milliseconds)
+{
+    (void)setOption(socket, UDT_RCVTIMEO, milliseconds); // as above
+}
+
 int negotiatedPacketSize(UDTSOCKET socket)
 {
     int size = 0;

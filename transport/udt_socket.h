@@ -60,6 +60,9 @@ private:
 /// no bulk call runs: setting an option would wait for that.
 void setLinger(UDTSOCKET socket, int seconds);
 
+/// How long a `UDT::recv` may wait, in milliseconds. For a socket on which no bulk call runs, as above.
+void setReceiveLimit(UDTSOCKET socket, int milliseconds);
+
 /// The packet size that both ends agreed on, in bytes.
 int negotiatedPacketSize(UDTSOCKET socket);
 

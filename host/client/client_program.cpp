@@ -1,5 +1,6 @@
 #include "host/client/client_program.h"
 
+#include "host/client/run_meter.h"
 #include "host/client/task_log.h"
 #include "host/module_locator.h"
 #include "host/signals.h"
@@ -69,12 +70,13 @@ int runClient(const QString &verb, const ClientOptions &options, const GlobalOpt
         interruption.raise(signal);
         lastResort.interruptedBy(signal);
     });
+    RunMeter meter;
     ProgressSettings progress;
     progress.style = progressStyle(options);
     progress.hasColour = wantsColour();
     ProgressDisplay display(progress);
     const ClientSettings settings = clientSettings(options);
-    const ExitCode exitCode = work({*module, settings, display, interruption});
+    const ExitCode exitCode = work({*module, settings, display, interruption, meter});
     lastResort.finish();
     return number(exitCode);
 }

@@ -34,8 +34,7 @@ QString directoryPart(const QString &path)
 Downloader::Downloader(const ClientContext &context, const QString &directory)
     : m_context(context)
     , m_directory(QDir::cleanPath(QFileInfo(directory).absoluteFilePath()))
-    , m_session(context)
-    , m_report(context, Direction::Down)
+    , m_run(context, Direction::Down)
 {
 }
 
@@ -47,17 +46,15 @@ TransferSummary Downloader::download(const std::vector<RemoteAddress> &sources, 
         m_context.display.setAllKnown();
     }
     for (const RemoteAddress &source : sources) {
-        if (!isReady || !mayGoOn())
+        if (!isReady || !m_run.mayGoOn())
             break;
-        m_awayCode = ExitCode::Success;
-        m_session.use(source);
+        m_run.use(source);
         if (directories == Directories::Fetch)
             downloadTree(source);
         else
             downloadFile(source);
     }
-    m_session.finish();
-    return m_report.finish();
+    return m_run.finish();
 }
 
 void Downloader::downloadFile(const RemoteAddress &source)
@@ -79,7 +76,7 @@ void Downloader::downloadTree(const RemoteAddress &source)
         if (isFile && !source.path.isEmpty())
             downloadFile(source);
         else if (end.kind == TaskEnd::Kind::Failed)
-            m_report.addFailure(end.failure);
+            m_run.report().addFailure(end.failure);
         return;
     }
     const QString name = source.path.isEmpty() ? source.share : lastPart(source.path);
@@ -104,7 +101,7 @@ bool Downloader::list(const RemoteAddress &source, TaskEnd *end)
     if (!job.mayRepeat())
         m_spoolError = qt_error_string(errno);
     else
-        *end = m_session.run(job);
+        *end = m_run.run(job);
     if (m_spoolError.isEmpty() && end->kind == TaskEnd::Kind::Succeeded && !m_spool.rewind())
         m_spoolError = qt_error_string(errno);
     if (!m_spoolError.isEmpty()) {
@@ -130,8 +127,8 @@ bool Downloader::takeBatch(const ParamMap &batch)
             return false;
         }
         if (!flaw.isEmpty()) {
-            m_report.addSkipped(escaped(path),
-                                QStringLiteral("the server's name for it is not fit: ") + flaw);
+            m_run.report().addSkipped(escaped(path),
+                                      QStringLiteral("the server's name for it is not fit: ") + flaw);
             continue;
         }
         const auto kind = isDirectory ? NameSpool::Kind::Directory : NameSpool::Kind::File;
@@ -146,7 +143,7 @@ bool Downloader::takeBatch(const ParamMap &batch)
 void Downloader::takeEntries(const RemoteAddress &source, const QString &top)
 {
     m_count = 0;
-    while (mayGoOn()) {
+    while (m_run.mayGoOn()) {
         const std::optional<NameSpool::Entry> entry = m_spool.next();
         if (!entry)
             return;
@@ -160,10 +157,6 @@ void Downloader::takeEntries(const RemoteAddress &source, const QString &top)
 
 void Downloader::takeFile(const RemoteAddress &source, const QString &top, const QString &path)
 {
-    if (m_awayCode != ExitCode::Success) {
-        m_report.addSilentFailure(m_awayCode);
-        return;
-    }
     TaskJob job = newJob(source, Operation::Download);
     job.subPath = directoryPart(path);
     job.fileName = lastPart(path);
@@ -176,16 +169,13 @@ void Downloader::takeFile(const RemoteAddress &source, const QString &top, const
 void Downloader::run(const TaskJob &job)
 {
     if (QFileInfo(job.localPath()).isDir()) {
-        m_report.addFailure(
+        m_run.report().addFailure(
             {ExitCode::LocalFile,
              QStringLiteral("%1: a directory of that name is already there").arg(escaped(job.localPath())),
              {QStringLiteral("Choose another directory, or rename one of the two.")}});
         return;
     }
-    const TaskEnd end = m_session.run(job);
-    if (end.serverIsAway)
-        m_awayCode = end.failure.code;
-    m_report.addTransfer(job, end);
+    m_run.submit(job);
 }
 
 bool Downloader::makeDirectory(const QString &path)
@@ -196,9 +186,9 @@ bool Downloader::makeDirectory(const QString &path)
     const int error = errno;
     const QString why =
         QFileInfo::exists(path) ? QStringLiteral("it is there, and no directory") : qt_error_string(error);
-    m_report.addFailure({ExitCode::LocalFile,
-                         QStringLiteral("cannot make the directory %1: %2").arg(escaped(path), why),
-                         {}});
+    m_run.report().addFailure({ExitCode::LocalFile,
+                               QStringLiteral("cannot make the directory %1: %2").arg(escaped(path), why),
+                               {}});
     return false;
 }
 
@@ -211,11 +201,6 @@ TaskJob Downloader::newJob(const RemoteAddress &source, Operation operation) con
     job.userName = source.user;
     job.verifyMode = m_context.settings.verifyMode;
     return job;
-}
-
-bool Downloader::mayGoOn() const
-{
-    return m_context.interruption.signal() == 0;
 }
 
 } // namespace VESK::Host

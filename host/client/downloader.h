@@ -1,8 +1,7 @@
 #pragma once
 
 #include "host/client/name_spool.h"
-#include "host/client/run_report.h"
-#include "host/client/session.h"
+#include "host/client/transfer_run.h"
 
 #include <vector>
 
@@ -33,17 +32,14 @@ private:
     void run(const TaskJob &job);
     [[nodiscard]] bool makeDirectory(const QString &path);
     TaskJob newJob(const RemoteAddress &source, Operation operation) const;
-    bool mayGoOn() const;
 
     const ClientContext m_context;
     const QString m_directory; // absolute
-    Session m_session;
-    RunReport m_report;
+    TransferRun m_run;
     NameSpool m_spool;
     QString m_spoolError; // why the listing in hand cannot be taken to its end; empty while it can
     qint64 m_listed = 0; // names of the listing in hand, unfit ones included
     qint64 m_count = 0; // entries of the listing in hand that were dealt with
-    ExitCode m_awayCode = ExitCode::Success; // once the server is away: with what the rest fails
 };
 
 } // namespace VESK::Host

@@ -21,7 +21,7 @@ ExitCode makeDirectories(const ClientContext &context, const std::vector<RemoteA
     RunReport report(context, Direction::None);
     Session session(context);
     for (const RemoteAddress &remote : remotes) {
-        if (context.interruption.signal() != 0)
+        if (context.interruption.isRaised())
             break;
         session.use(remote);
         TaskJob job;

@@ -59,6 +59,9 @@ void RunReport::count(const TaskJob &job, const TaskEnd &end)
 
 void RunReport::tellInterrupted(const TaskJob &job, const TaskEnd &end)
 {
+    constexpr int mostTold = 3; // the others are in the same state
+    if (++m_interrupted > mostTold || m_context.interruption.discards())
+        return;
     const TaskOutcome &outcome = end.outcome;
     const QString moved = m_summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
     const QString place = m_summary.isDownload ? QStringLiteral("here") : QStringLiteral("on the server");
@@ -138,6 +141,8 @@ ExitCode RunReport::settledCode() const
     const int signal = m_context.interruption.signal();
     if (signal != 0)
         return signal == SIGTERM ? ExitCode::Terminated : ExitCode::Interrupted;
+    if (!m_context.interruption.limit().isEmpty())
+        return ExitCode::LimitReached;
     const bool isPartial = m_summary.skipped > 0 || (m_summary.failed > 0 && m_summary.hasSuccess());
     return isPartial ? ExitCode::Partial : m_summary.exitCode;
 }

@@ -49,6 +49,7 @@ private:
     const ClientContext m_context;
     mutable std::mutex m_mutex; // guards the summary, and keeps what is told of one file together
     TransferSummary m_summary;
+    int m_interrupted = 0; // files that were on their way when the run was stopped
     QElapsedTimer m_timer;
 };
 

@@ -1,6 +1,7 @@
 #include "host/client/session.h"
 
 #include "host/client/connect_errors.h"
+#include "host/client/run_meter.h"
 #include "host/client/task_errors.h"
 #include "host/error_type.h"
 #include "host/text.h"
@@ -20,19 +21,29 @@ using Result = TaskOutcome::Result;
 
 constexpr int deliverySeconds = 3; // for the last message to reach the server
 constexpr double longestWaitSeconds = 30;
+constexpr int answerLimitMs = 5000; // for a question that a server answers at once
 constexpr int fruitlessLimit = 3; // tasks that the server cut off without a byte of progress
 
-double waitSeconds(int failures)
+double waitSeconds(double first, int failures)
 {
-    return std::min(longestWaitSeconds, 0.5 * static_cast<double>(1 << std::min(failures, 10)));
+    const double grown = first * static_cast<double>(1 << std::min(failures, 10));
+    return std::max(first, std::min(longestWaitSeconds, grown));
 }
 
 } // namespace
 
 Session::Session(const ClientContext &context)
     : m_context(context)
-    , m_connector(context.settings.transport)
-    , m_runner(context.module, context.display, context.interruption, context.settings.stallSeconds)
+    , m_ownConnector(std::make_unique<Connector>(context.settings.transport))
+    , m_runner(context)
+{
+}
+
+Session::Session(const ClientContext &context, ServerLink &link, std::function<bool()> mayResign)
+    : m_context(context)
+    , m_link(&link)
+    , m_mayResign(std::move(mayResign))
+    , m_runner(context)
 {
 }
 
@@ -43,11 +54,14 @@ Session::~Session()
 
 void Session::use(const RemoteAddress &remote)
 {
-    if (remote.host != m_remote.host || remote.port != m_remote.port) {
-        finish();
-        m_wasConnected = false;
-    }
-    m_remote = remote;
+    const bool isSame =
+        m_link && remote.host == m_link->remote().host && remote.port == m_link->remote().port;
+    if (isSame)
+        return;
+    finish();
+    m_wasConnected = false;
+    m_ownLink = std::make_unique<ServerLink>(*m_ownConnector, remote, m_context.settings.family);
+    m_link = m_ownLink.get();
 }
 
 TaskEnd Session::run(const TaskJob &job)
@@ -72,29 +86,40 @@ TaskEnd Session::run(const TaskJob &job)
 bool Session::ensureConnected(const TaskJob &job, TaskEnd *end)
 {
     while (!m_socket.isConnected()) {
+        closeConnection();
         end->kind = TaskEnd::Kind::Interrupted;
-        if (m_context.interruption.signal() != 0)
+        if (m_context.interruption.isRaised())
             return false;
         ConnectFailure failure;
-        m_socket = m_connector.connect(m_remote.host, m_remote.port, m_context.settings.family, &failure);
+        m_socket = m_link->connect(&failure);
         if (m_socket.isValid()) {
-            m_wasConnected = true;
+            takeConnection();
             return true;
         }
-        if (m_context.interruption.signal() != 0)
+        if (m_context.interruption.isRaised() || !settleNoConnection(job, failure, end))
             return false;
-        end->serverIsAway = true;
-        if (!m_wasConnected) {
-            (void)fail(connectFailure(failure, m_remote), end); // that ends it
-            return false;
-        }
-        if (!waitBeforeRetry(connectFailure(failure, m_remote).what)) {
-            if (m_context.interruption.signal() == 0)
-                (void)fail(lostFailure(job, end->movedBytes), end); // as above
-            return false;
-        }
-        end->serverIsAway = false;
     }
+    return true;
+}
+
+// True after a wait, when it is worth another try.
+bool Session::settleNoConnection(const TaskJob &job, const ConnectFailure &failure, TaskEnd *end)
+{
+    if (!m_wasConnected && m_mayResign && m_mayResign()) {
+        end->kind = TaskEnd::Kind::NotTaken;
+        return false;
+    }
+    end->serverIsAway = true;
+    if (!m_link->wasReached()) {
+        (void)fail(connectFailure(failure, m_link->remote()), end); // that ends it
+        return false;
+    }
+    if (!waitBeforeRetry(connectFailure(failure, m_link->remote()).what)) {
+        if (!m_context.interruption.isRaised())
+            (void)fail(lostFailure(job, end->movedBytes), end); // as above
+        return false;
+    }
+    end->serverIsAway = false;
     return true;
 }
 
@@ -103,7 +128,7 @@ void Session::drop(const TaskOutcome &outcome)
 {
     if (outcome.result == Result::VerifyFailed && m_socket.isConnected())
         setLinger(m_socket.id(), deliverySeconds);
-    m_socket.close();
+    closeConnection();
 }
 
 Session::Step Session::settle(const TaskJob &job, TaskEnd *end)
@@ -112,19 +137,16 @@ Session::Step Session::settle(const TaskJob &job, TaskEnd *end)
     switch (outcome.result) {
     case Result::Done:
     case Result::AlreadyThere:
+    case Result::Kept:
     case Result::Stopped:
+        m_link->endOutage();
         end->kind = TaskEnd::Kind::Succeeded;
         return Step::End;
     case Result::Interrupted:
         end->kind = TaskEnd::Kind::Interrupted;
         return Step::End;
     case Result::Refused:
-        // After a lost connection the busy one may be ourselves.
-        if (outcome.errorType == ErrorType::busy() && m_attempts.failures > 0
-            && waitBeforeRetry(
-                QStringLiteral("%1: the server is still busy with the lost attempt").arg(job.shownName)))
-            return Step::Again;
-        break;
+        return settleRefusal(job, end);
     case Result::VerifyFailed:
         if (m_attempts.verifyFailed)
             break;
@@ -141,21 +163,48 @@ Session::Step Session::settle(const TaskJob &job, TaskEnd *end)
     return fail(taskFailure(job, outcome), end);
 }
 
+Session::Step Session::settleRefusal(const TaskJob &job, TaskEnd *end)
+{
+    const TaskOutcome &outcome = end->outcome;
+    if (outcome.errorType == ErrorType::tooManyConnections()) {
+        closeConnection();
+        if (m_mayResign && m_mayResign()) {
+            end->kind = TaskEnd::Kind::NotTaken;
+            return Step::End;
+        }
+        if (waitBeforeRetry(QStringLiteral("%1: the server takes no further connection").arg(job.shownName)))
+            return Step::Again;
+    }
+    // After a lost connection the busy one may be ourselves.
+    if (outcome.errorType == ErrorType::busy() && m_attempts.failures > 0
+        && waitBeforeRetry(
+            QStringLiteral("%1: the server is still busy with the lost attempt").arg(job.shownName)))
+        return Step::Again;
+    if (m_context.interruption.isRaised()) {
+        end->kind = TaskEnd::Kind::Interrupted;
+        return Step::End;
+    }
+    return fail(taskFailure(job, outcome), end);
+}
+
 Session::Step Session::settleLoss(const TaskJob &job, TaskEnd *end)
 {
     if (job.mayRepeat && !job.mayRepeat())
         return fail(brokenListingFailure(job), end);
+    m_context.meter.addLoss();
     const TaskOutcome &outcome = end->outcome;
     m_attempts.withoutProgress = outcome.moved > 0 ? 0 : m_attempts.withoutProgress + 1;
-    if (outcome.moved > 0)
+    if (outcome.moved > 0) {
         m_attempts.failures = 0;
+        m_link->endOutage();
+    }
     if (m_attempts.withoutProgress >= fruitlessLimit)
         return fail(cutOffFailure(job, fruitlessLimit), end);
     const QString why =
         outcome.detail.isEmpty() ? QStringLiteral("no reason known") : escaped(outcome.detail);
     if (waitBeforeRetry(QStringLiteral("%1: the connection was lost (%2)").arg(job.shownName, why)))
         return Step::Again;
-    if (m_context.interruption.signal() == 0)
+    if (!m_context.interruption.isRaised())
         return fail(lostFailure(job, end->movedBytes), end);
     end->kind = TaskEnd::Kind::Interrupted;
     return Step::End;
@@ -168,18 +217,66 @@ Session::Step Session::fail(const Failure &failure, TaskEnd *end)
     return Step::End;
 }
 
-// False when the retries are used up or a signal came.
+// False when the retries are used up or the run was stopped.
 bool Session::waitBeforeRetry(const QString &what)
 {
     const int retries = m_context.settings.retries;
     if (m_attempts.failures >= retries)
         return false;
-    const double seconds = waitSeconds(m_attempts.failures);
+    const double seconds = waitSeconds(m_context.settings.retryWaitSeconds, m_attempts.failures);
     ++m_attempts.failures;
-    m_context.display.print(QStringLiteral("warning: %1. Trying again in %2 (%3 of %4).\n")
-                                .arg(what, durationText(seconds), QString::number(m_attempts.failures),
-                                     QString::number(retries)));
+    if (m_link->mayTellOutage(this))
+        m_context.display.print(QStringLiteral("warning: %1. Trying again in %2 (%3 of %4).\n")
+                                    .arg(what, durationText(seconds), QString::number(m_attempts.failures),
+                                         QString::number(retries)));
     return m_context.interruption.wait(seconds);
+}
+
+// The server's host answers this one itself, always with an error type: the handler knows no such word.
+bool Session::discard(const TaskJob &job, QString *why)
+{
+    if (!m_socket.isConnected()) {
+        ConnectFailure failure;
+        m_socket = m_link->connect(&failure);
+        if (!m_socket.isValid()) {
+            *why = connectFailure(failure, m_link->remote()).what;
+            return false;
+        }
+    }
+    const ParamMap request = {
+        {QStringLiteral("operator"), QStringLiteral("discard")},
+        {QStringLiteral("appKey"), job.share},
+        {QStringLiteral("rootPath"), job.rootPath},
+        {QStringLiteral("destPath"), job.subPath},
+        {QStringLiteral("fileName"), job.fileName},
+        {QStringLiteral("userName"), job.userName},
+    };
+    setReceiveLimit(m_socket.id(), answerLimitMs);
+    MessageChannel channel(m_socket.id());
+    QString answer;
+    if (!channel.send(number(MessageKind::TaskParam), VeskBase::serializeParam(request))
+        || !channel.recv(number(MessageKind::TaskParamAck), answer)) {
+        *why = QStringLiteral("the connection was lost");
+        return false;
+    }
+    const QString errorType = VeskBase::unSerializeParam(answer).value(QStringLiteral("errorType"));
+    if (errorType != ErrorType::discarded())
+        *why = refusalFailure(job.shownName, job.share, errorType).what;
+    return errorType == ErrorType::discarded();
+}
+
+void Session::takeConnection()
+{
+    m_wasConnected = true;
+    m_isConnected = true;
+    m_link->noteConnected();
+}
+
+void Session::closeConnection()
+{
+    m_socket.close();
+    if (std::exchange(m_isConnected, false))
+        m_link->noteDisconnected();
 }
 
 // Without the word the server would wait until it takes us for dead.
@@ -192,7 +289,7 @@ void Session::finish()
         (void)channel.send(number(MessageKind::TaskParam),
                            VeskBase::serializeParam(farewell)); // the files are safe
     }
-    m_socket.close();
+    closeConnection();
 }
 
 } // namespace VESK::Host

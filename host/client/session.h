@@ -1,16 +1,24 @@
 #pragma once
 
 #include "host/client/client_context.h"
+#include "host/client/server_link.h"
 #include "host/client/task_runner.h"
 #include "host/errors.h"
-#include "transport/connector.h"
+
+#include <functional>
+#include <memory>
 
 namespace VESK::Host
 {
 
 /// How a task ended for good, all attempts taken together.
 struct TaskEnd {
-    enum class Kind { Succeeded, Failed, Interrupted };
+    enum class Kind {
+        Succeeded,
+        Failed,
+        Interrupted,
+        NotTaken, ///< the server takes no further connection, and others have one; never begun
+    };
     Kind kind = Kind::Interrupted;
     TaskOutcome outcome; ///< of the last attempt
     Failure failure; ///< when it failed
@@ -25,7 +33,11 @@ struct TaskEnd {
 class Session
 {
 public:
+    /// For a session alone, which has a UDP port of its own; `use` says with whom.
     explicit Session(const ClientContext &context);
+    /// For one of several. Asked when the server takes no further connection: may this session leave its
+    /// task to others? The link outlives the session.
+    Session(const ClientContext &context, ServerLink &link, std::function<bool()> mayResign);
     /// Ends the connection.
     ~Session();
     Session(const Session &) = delete;
@@ -35,6 +47,10 @@ public:
     void use(const RemoteAddress &remote);
 
     TaskEnd run(const TaskJob &job);
+
+    /// Asks the server to remove the partial copy that an interrupted upload has left. False when it did
+    /// not, with the reason for people in `why`.
+    [[nodiscard]] bool discard(const TaskJob &job, QString *why);
 
     /// Tells the server that no task follows, and closes.
     void finish();
@@ -50,17 +66,24 @@ private:
     };
 
     bool ensureConnected(const TaskJob &job, TaskEnd *end);
+    bool settleNoConnection(const TaskJob &job, const ConnectFailure &failure, TaskEnd *end);
     void drop(const TaskOutcome &outcome);
     Step settle(const TaskJob &job, TaskEnd *end);
+    Step settleRefusal(const TaskJob &job, TaskEnd *end);
     Step settleLoss(const TaskJob &job, TaskEnd *end);
     Step fail(const Failure &failure, TaskEnd *end);
     bool waitBeforeRetry(const QString &what);
+    void takeConnection();
+    void closeConnection();
 
     const ClientContext m_context;
-    Connector m_connector;
+    std::unique_ptr<Connector> m_ownConnector; // of a session alone
+    std::unique_ptr<ServerLink> m_ownLink; // as above
+    ServerLink *m_link = nullptr;
+    const std::function<bool()> m_mayResign;
     TaskRunner m_runner;
-    RemoteAddress m_remote;
     UdtSocket m_socket;
+    bool m_isConnected = false; // as the link knows it
     bool m_wasConnected = false;
     Attempts m_attempts; // of the running task
 };

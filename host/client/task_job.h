@@ -43,6 +43,7 @@ struct TaskOutcome {
     enum class Result {
         Done, ///< the file is in place; the directory is there; the listing is complete
         AlreadyThere, ///< the receiver had the file; nothing was moved
+        Kept, ///< a file of that name is there, and is to be left alone
         Refused, ///< the server said no; `errorType` says why
         VerifyFailed, ///< what arrived is not what was announced; the receiver dropped it
         LocalFile, ///< a file could not be read or written here

@@ -1,5 +1,6 @@
 #include "host/client/task_runner.h"
 
+#include "host/client/run_meter.h"
 #include "host/client/task_log.h"
 #include "host/client/task_verdict.h"
 #include "host/text.h"
@@ -9,6 +10,7 @@
 
 #include <QtCore/QFileInfo>
 
+#include <atomic>
 #include <mutex>
 #include <optional>
 
@@ -98,12 +100,8 @@ CounterReading readTask(const TaskJob &job, const TaskCounters &counters, UDTSOC
 
 } // namespace
 
-TaskRunner::TaskRunner(const Module &module, ProgressDisplay &display, Interruption &interruption,
-                       double stallSeconds)
-    : m_module(module)
-    , m_display(display)
-    , m_interruption(interruption)
-    , m_stallSeconds(stallSeconds)
+TaskRunner::TaskRunner(const ClientContext &context)
+    : m_context(context)
 {
 }
 
@@ -112,10 +110,18 @@ TaskOutcome TaskRunner::run(const TaskJob &job, UDTSOCKET socket)
     TaskCounters counters;
     TaskFacts facts;
     facts.operation = job.operation;
-    const Module::Handler handler = m_module.createHandler();
+    const Module::Handler handler = m_context.module.createHandler();
     configure(*handler, job, socket, counters);
     const QString partial = job.operation == Operation::Download ? temporaryPath(job.localPath()) : QString();
-    const auto read = [&] { return readTask(job, counters, socket, partial); };
+    RunMeter::Share moved(m_context.meter);
+    std::atomic<qint64> begin{-1}; // as far as the readings tell
+    const auto read = [&] {
+        const CounterReading reading = readTask(job, counters, socket, partial);
+        qint64 unknown = -1;
+        if (reading.done >= 0 && !begin.compare_exchange_strong(unknown, reading.done))
+            moved.raiseTo(reading.done - reading.unsent - begin);
+        return reading;
+    };
 
     std::mutex stopMutex; // a signal and the monitor may stop the task at the same time
     std::optional<CounterReading> readingAtStop;
@@ -125,7 +131,8 @@ TaskOutcome TaskRunner::run(const TaskJob &job, UDTSOCKET socket)
         const std::lock_guard<std::mutex> lock(stopMutex);
         if (!readingAtStop)
             readingAtStop = read();
-        (void)handler->pause(); // it fails only without a socket
+        // Each fails only without a socket.
+        (void)(m_context.interruption.discards() ? handler->cancel() : handler->pause());
         (void)UDT::close(socket);
     };
     QObject::connect(handler.get(), &VeskBase::sigList, [&](const ParamMap &batch) {
@@ -136,24 +143,27 @@ TaskOutcome TaskRunner::run(const TaskJob &job, UDTSOCKET socket)
     });
     {
         const TaskLog log;
-        const Interruption::StopAction onSignal(m_interruption, stop);
+        const Interruption::StopAction onSignal(m_context.interruption, stop);
         const auto giveUp = [&](const QString &why) {
             facts.gaveUpBecause = why;
             stop();
         };
-        const TaskMonitor monitor({job.shownName, socket, read, m_stallSeconds, giveUp}, m_display);
+        const TaskMonitor monitor({job.shownName, socket, read, m_context.settings.stallSeconds, giveUp},
+                                  m_context.display);
         facts.succeeded = handler->process();
         facts.lastLogError = log.lastError();
         facts.reading = read();
         facts.connectionIsUp = UDT::getsockstate(socket) == CONNECTED;
     }
-    facts.interrupted = m_interruption.signal() != 0;
+    facts.interrupted = m_context.interruption.isRaised();
     if (readingAtStop)
         facts.reading = *readingAtStop;
     facts.lastError = handler->getLastError();
     facts.begin = handler->getParam(QStringLiteral("transferBeginSize"));
     facts.end = handler->getParam(QStringLiteral("transferEndSize"));
-    return judge(facts);
+    const TaskOutcome outcome = judge(facts);
+    moved.raiseTo(outcome.moved);
+    return outcome;
 }
 
 } // namespace VESK::Host

@@ -1,11 +1,9 @@
 #pragma once
 
-#include "host/client/interruption.h"
+#include "host/client/client_context.h"
 #include "host/client/task_job.h"
 #include "host/client/task_monitor.h"
 #include "transport/udt_socket.h"
-
-#include "vesk_base/module.h"
 
 namespace VESK::Host
 {
@@ -15,16 +13,12 @@ namespace VESK::Host
 class TaskRunner
 {
 public:
-    TaskRunner(const Module &module, ProgressDisplay &display, Interruption &interruption,
-               double stallSeconds);
+    explicit TaskRunner(const ClientContext &context);
 
     TaskOutcome run(const TaskJob &job, UDTSOCKET socket);
 
 private:
-    const Module &m_module;
-    ProgressDisplay &m_display;
-    Interruption &m_interruption;
-    const double m_stallSeconds;
+    const ClientContext m_context;
 };
 
 } // namespace VESK::Host

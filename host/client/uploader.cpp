@@ -16,11 +16,6 @@ namespace VESK::Host
 namespace
 {
 
-bool isHidden(const QString &path)
-{
-    return path.startsWith(QLatin1Char('.')) || path.contains(QLatin1String("/."));
-}
-
 QString directoryPart(const QString &path)
 {
     return path.left(qMax(0, path.lastIndexOf(QLatin1Char('/'))));
@@ -36,10 +31,9 @@ QString joined(const QString &a, const QString &b)
 Uploader::Uploader(const ClientContext &context, const RemoteAddress &target)
     : m_context(context)
     , m_target(target)
-    , m_session(context)
-    , m_report(context, Direction::Up)
+    , m_run(context, Direction::Up)
 {
-    m_session.use(target);
+    m_run.use(target);
 }
 
 TransferSummary Uploader::upload(const QStringList &paths, Directories directories)
@@ -51,11 +45,10 @@ TransferSummary Uploader::upload(const QStringList &paths, Directories directori
     if (directories == Directories::Refuse)
         m_context.display.setAllKnown();
     for (const QString &path : paths) {
-        if (mayGoOn())
+        if (m_run.mayGoOn())
             uploadPath(path, directories);
     }
-    m_session.finish();
-    return m_report.finish();
+    return m_run.finish();
 }
 
 void Uploader::uploadPath(const QString &path, Directories directories)
@@ -75,7 +68,7 @@ void Uploader::uploadTree(const QString &top)
         return;
     m_count = 0;
     const QString prefix = QFileInfo(top).fileName(); // empty for the root: then there is no name to keep
-    while (mayGoOn()) {
+    while (m_run.mayGoOn()) {
         const std::optional<NameSpool::Entry> entry = m_spool.next();
         if (!entry)
             return;
@@ -89,7 +82,7 @@ bool Uploader::collect(const QString &top)
     bool isSpooled = m_spool.clear();
     const auto add = [&](NameSpool::Kind kind, const QString &path) {
         isSpooled = m_spool.add(kind, path);
-        return isSpooled && mayGoOn();
+        return isSpooled && m_run.mayGoOn();
     };
     LocalTree::Visitor visitor;
     visitor.file = [&](const QString &path) {
@@ -101,14 +94,14 @@ bool Uploader::collect(const QString &top)
         return add(NameSpool::Kind::Directory, path);
     };
     visitor.skipped = [&](const QString &path, const QString &why) {
-        m_report.addSkipped(path, why);
-        return mayGoOn();
+        m_run.report().addSkipped(path, why);
+        return m_run.mayGoOn();
     };
     LocalTree tree(visitor);
     const bool isWalked = isSpooled && tree.walk(top);
     isSpooled = isSpooled && m_spool.rewind();
     if (!isSpooled)
-        m_report.addFailure(
+        m_run.report().addFailure(
             {ExitCode::LocalFile,
              QStringLiteral("cannot note the names in %1: %2").arg(QDir::tempPath(), qt_error_string(errno)),
              {QStringLiteral("TMPDIR names another directory for it.")}});
@@ -134,35 +127,18 @@ void Uploader::uploadFile(const QString &path, TaskJob job)
 {
     Failure failure;
     if (!settleLocalFile(path, &job, &failure)) {
-        m_report.addFailure(failure);
-        return;
-    }
-    if (m_awayCode != ExitCode::Success) {
-        m_report.addSilentFailure(m_awayCode);
+        m_run.report().addFailure(failure);
         return;
     }
     if (job.shownName.isEmpty())
         job.shownName = escaped(job.fileName);
-    const TaskEnd end = m_session.run(job);
-    if (end.serverIsAway)
-        m_awayCode = end.failure.code;
-    m_report.addTransfer(job, end);
-    const bool isThere = end.kind == TaskEnd::Kind::Succeeded;
-    if (isThere && isHidden(joined(job.subPath, job.fileName)))
-        m_report.addHidden();
+    m_run.submit(job);
 }
 
 void Uploader::makeDirectory(TaskJob job)
 {
-    if (m_awayCode != ExitCode::Success) {
-        m_report.addSilentFailure(m_awayCode);
-        return;
-    }
     job.operation = Operation::CreateDir;
-    const TaskEnd end = m_session.run(job);
-    if (end.serverIsAway)
-        m_awayCode = end.failure.code;
-    m_report.addDirectory(job, end);
+    m_run.submit(job);
 }
 
 TaskJob Uploader::newJob() const
@@ -174,11 +150,6 @@ TaskJob Uploader::newJob() const
     job.userName = m_target.user;
     job.verifyMode = m_context.settings.verifyMode;
     return job;
-}
-
-bool Uploader::mayGoOn() const
-{
-    return m_context.interruption.signal() == 0;
 }
 
 } // namespace VESK::Host

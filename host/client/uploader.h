@@ -1,8 +1,7 @@
 #pragma once
 
 #include "host/client/name_spool.h"
-#include "host/client/run_report.h"
-#include "host/client/session.h"
+#include "host/client/transfer_run.h"
 
 #include <QtCore/QStringList>
 
@@ -30,15 +29,12 @@ private:
     void uploadFile(const QString &path, TaskJob job);
     void makeDirectory(TaskJob job);
     TaskJob newJob() const;
-    bool mayGoOn() const;
 
     const ClientContext m_context;
     const RemoteAddress m_target;
-    Session m_session;
-    RunReport m_report;
+    TransferRun m_run;
     NameSpool m_spool;
     qint64 m_count = 0; // entries of the tree in hand that were dealt with
-    ExitCode m_awayCode = ExitCode::Success; // once the server is away: with what the rest fails
 };
 
 } // namespace VESK::Host

@@ -1,5 +1,6 @@
 #include "host/demo/demo.h"
 
+#include "host/client/run_meter.h"
 #include "host/demo/demo_file.h"
 #include "host/text.h"
 #include "host/user.h"
@@ -163,7 +164,8 @@ TransferSummary Demo::uploadHere()
 {
     ProgressDisplay display{ProgressSettings()};
     const ClientSettings settings;
-    Uploader uploader({m_module, settings, display, m_interruption}, share());
+    RunMeter meter;
+    Uploader uploader({m_module, settings, display, m_interruption, meter}, share());
     return uploader.upload({m_source}, Uploader::Directories::Refuse);
 }
 
@@ -171,7 +173,8 @@ TransferSummary Demo::downloadHere()
 {
     ProgressDisplay display{ProgressSettings()};
     const ClientSettings settings;
-    Downloader downloader({m_module, settings, display, m_interruption}, downloadDirectory());
+    RunMeter meter;
+    Downloader downloader({m_module, settings, display, m_interruption, meter}, downloadDirectory());
     RemoteAddress source = share();
     source.path = fileName;
     return downloader.download({source}, Downloader::Directories::Refuse);

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "host/client/run_report.h"
+#include "host/client/transfer_crew.h"
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace VESK::Host
+{
+
+/// What uploads and downloads have in common: tasks for one server after another, run over several
+/// connections, told to one report; and what is left of interrupted ones is kept or discarded. For one
+/// thread.
+class TransferRun
+{
+public:
+    TransferRun(const ClientContext &context, Direction direction);
+
+    /// The server of the next tasks; its port is set. Waits for the tasks of another one.
+    void use(const RemoteAddress &server);
+
+    /// Hands over a transfer or the creation of a directory; its end is reported.
+    void submit(const TaskJob &job);
+
+    /// Runs a task, such as a listing, whose end is the caller's to report.
+    TaskEnd run(const TaskJob &job) { return m_crew->run(job); }
+
+    /// False when the run was stopped; the rest is left alone then.
+    bool mayGoOn() const { return !m_context.interruption.isRaised(); }
+
+    RunReport &report() { return m_report; }
+
+    /// Waits for all tasks, discards what is to be discarded, and ends the connections.
+    TransferSummary finish();
+
+private:
+    void settle(const TaskJob &job, const TaskEnd &end);
+    bool isToldAlready(const TaskEnd &end);
+    void noteInterrupted(const TaskJob &job, const TaskEnd &end);
+    void settleInterrupted();
+    void discard(const TaskJob &job);
+
+    const ClientContext m_context;
+    Connector m_connector; // of all servers: its port is kept for as long as anybody opens sockets
+    RunReport m_report;
+    std::unique_ptr<TransferCrew> m_crew;
+
+    std::mutex m_mutex; // guards all below
+    bool m_isAwayTold = false; // of the server in hand
+    std::vector<TaskJob> m_interrupted; // that may have left something
+};
+
+} // namespace VESK::Host
