@@ -68,7 +68,10 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Combine(testing::Values(Direction::Upload, Direction::Download),
                      testing::Values(NamedWeather{"Delay", {0, 0, 0, delay}},
                                      NamedWeather{"All", {0.01, 0.01, 0.005, delay}},
-                                     NamedWeather{"Loss", {0.01, 0, 0, std::chrono::milliseconds(1)}})),
+                                     NamedWeather{"Loss", {0.01, 0, 0, std::chrono::milliseconds(1)}},
+                                     NamedWeather{"Duplication", {0, 0.05, 0, std::chrono::milliseconds(1)}},
+                                     NamedWeather{"Reordering",
+                                                  {0, 0, 0.005, std::chrono::milliseconds(1)}})),
     [](const auto &values) {
         return std::string(std::get<0>(values.param) == Direction::Upload ? "Upload" : "Download")
             + std::get<1>(values.param).name;

@@ -51,6 +51,25 @@ TEST_F(ListRespond, RefusesToListOutside)
     expectSilentFailure(taskFor("../.."), {"error|respond: TaskParam setParams failed."});
 }
 
+// A host may store under one of Qt's search paths, whose entries answer by the names of the directories
+// behind.
+TEST_F(ListRespond, ReportsEntriesThatLieOutsideTheListedDirectory)
+{
+    QDir::setSearchPaths("storage", {dir.path("mount")});
+    set("mountPath", "storage:");
+    write("d/file");
+    const RunningTask task = start();
+    ASSERT_TRUE(peer.sendMap(MessageKind::TaskParam, taskFor("d")));
+    ASSERT_TRUE(peer.recvMap(MessageKind::TaskParamAck));
+    EXPECT_EQ(task.result(), false);
+    EXPECT_EQ(logged(),
+              (QStringList{"info|listRespond: storage:/area/root/d ...",
+                           "error|listRespond: get ListContent failed."}));
+    EXPECT_EQ(param("respondStatus"), "failed");
+    EXPECT_TRUE(nothingElseCame(handler(), peer)) << "the batch in hand is not sent";
+    QDir::setSearchPaths("storage", {});
+}
+
 TEST_F(ListRespond, ReportsAnAnswerThatCannotBeSent)
 {
     mkdir("d");

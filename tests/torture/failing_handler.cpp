@@ -57,4 +57,9 @@ QString FailingHandler::getFileVerifyValue(const QString &path, const QString &m
                                                   : VeskHandler2_0_0::getFileVerifyValue(path, mode);
 }
 
+QString FailingHandler::generateTmpFilePath(const QString &path)
+{
+    return failsNow("generateTmpFilePath") ? QString() : VeskHandler2_0_0::generateTmpFilePath(path);
+}
+
 } // namespace VESK::Test

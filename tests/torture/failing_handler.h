@@ -25,6 +25,7 @@ public:
     bool recv(int kind, QString &text) override;
     bool setParamInner(const QString &key, const QString &value) override;
     QString getFileVerifyValue(const QString &path, const QString &mode) override;
+    QString generateTmpFilePath(const QString &path) override;
 
 private:
     bool failsNow(const QString &call);

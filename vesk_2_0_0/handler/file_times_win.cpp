@@ -2,7 +2,6 @@
 
 #include <QtCore/QDir>
 
-#include <sys/stat.h>
 #include <windows.h>
 
 namespace VESK
@@ -14,20 +13,53 @@ namespace
 constexpr std::int64_t ticksPerSecond = 10000000; // a FILETIME counts units of 100 ns
 constexpr std::int64_t secondsFrom1601To1970 = 11644473600;
 
-const wchar_t *wide(const QString &nativePath)
+/// A file or directory, opened for its attributes only; links are followed.
+class AttributeHandle
 {
-    return reinterpret_cast<const wchar_t *>(nativePath.utf16());
+public:
+    AttributeHandle(const QString &path, DWORD access)
+        : m_handle(CreateFileW(reinterpret_cast<const wchar_t *>(QDir::toNativeSeparators(path).utf16()),
+                               access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                               OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr))
+    {
+    }
+    ~AttributeHandle()
+    {
+        if (isOpen())
+            CloseHandle(m_handle);
+    }
+    AttributeHandle(const AttributeHandle &) = delete;
+    AttributeHandle &operator=(const AttributeHandle &) = delete;
+
+    bool isOpen() const { return m_handle != INVALID_HANDLE_VALUE; }
+    HANDLE get() const { return m_handle; }
+
+private:
+    const HANDLE m_handle;
+};
+
+std::int64_t joined(DWORD high, DWORD low)
+{
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(high) << 32 | low);
+}
+
+/// Seconds since 1970, rounded down.
+std::int64_t secondsOf(const FILETIME &time)
+{
+    return joined(time.dwHighDateTime, time.dwLowDateTime) / ticksPerSecond - secondsFrom1601To1970;
 }
 
 } // namespace
 
 bool readStatus(const QString &path, FileStatus &status)
 {
-    struct _stat64 buffer;
-    if (_wstat64(wide(QDir::toNativeSeparators(path)), &buffer) != 0)
+    // Not by the C library's stat: not every one of them reads times beyond 32 bits.
+    const AttributeHandle file(path, FILE_READ_ATTRIBUTES);
+    BY_HANDLE_FILE_INFORMATION information;
+    if (!file.isOpen() || GetFileInformationByHandle(file.get(), &information) == 0)
         return false;
-    status.size = buffer.st_size;
-    status.mtime = buffer.st_mtime;
+    status.size = joined(information.nFileSizeHigh, information.nFileSizeLow);
+    status.mtime = secondsOf(information.ftLastWriteTime);
     return true;
 }
 
@@ -36,17 +68,13 @@ bool writeModificationTime(const QString &path, std::int64_t mtime)
     constexpr std::int64_t latest = INT64_MAX / ticksPerSecond - secondsFrom1601To1970;
     if (mtime < -secondsFrom1601To1970 || mtime > latest)
         return false;
-    const HANDLE file = CreateFileW(wide(QDir::toNativeSeparators(path)), FILE_WRITE_ATTRIBUTES,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+    const AttributeHandle file(path, FILE_WRITE_ATTRIBUTES);
+    if (!file.isOpen())
         return false;
     ULARGE_INTEGER ticks;
     ticks.QuadPart = static_cast<ULONGLONG>((mtime + secondsFrom1601To1970) * ticksPerSecond);
     const FILETIME time{ticks.LowPart, ticks.HighPart};
-    const bool set = SetFileTime(file, nullptr, nullptr, &time) != 0; // null: that time stays as it is
-    CloseHandle(file);
-    return set;
+    return SetFileTime(file.get(), nullptr, nullptr, &time) != 0; // null: that time stays as it is
 }
 
 } // namespace VESK

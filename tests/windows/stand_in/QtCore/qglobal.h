@@ -1,0 +1,4 @@
+#pragma once
+
+#define Q_DECL_EXPORT
+#define Q_DECL_IMPORT
