@@ -1,6 +1,7 @@
 #include "vesk_base/message_channel.h"
 
 #include "vesk_base/frame.h"
+#include "vesk_base/full_packet.h"
 #include "vesk_base/socket_option.h"
 
 #include <algorithm>
@@ -17,25 +18,11 @@ using Clock = std::chrono::steady_clock;
 constexpr int sliceMs = 50; // longest time in one UDT call, and so the delay of a stop
 constexpr std::chrono::seconds patienceAfterStop(2);
 constexpr int firstBuffer = 64 << 10; // bytes; the buffer doubles from here as they come in
-constexpr int packetOverhead = 44; // bytes of a packet of UDT_MSS bytes that carry no data: IP, UDP, UDT
-constexpr int defaultPacketSize = 1500; // UDT's own default for UDT_MSS
 
-/// Data bytes in a full packet of this connection.
-int packetPayload(UDTSOCKET socket)
+/// How much to hand to the next UDT::send.
+int nextPortion(int remaining, int payload)
 {
-    int packetSize = 0;
-    int size = sizeof packetSize;
-    if (UDT::getsockopt(socket, 0, UDT_MSS, &packetSize, &size) == UDT::ERROR || packetSize <= packetOverhead)
-        packetSize = defaultPacketSize;
-    return packetSize - packetOverhead;
-}
-
-/// How much to hand to the next UDT::send. A message that ends with a full packet is delivered 0.1 s late
-/// (the receiver acknowledges it by timer only); every send begins a new packet, so a last byte that is
-/// sent by itself avoids that.
-int nextPortion(int remaining, int payloadOfPacket)
-{
-    return remaining > 1 && remaining % payloadOfPacket == 0 ? remaining - 1 : remaining;
+    return endsWithFullPacket(remaining, payload) ? remaining - 1 : remaining;
 }
 
 } // namespace

@@ -5,6 +5,9 @@
 
 #include <openssl/evp.h>
 #include <xxhash.h>
+#ifdef VESK_XXHASH_DISPATCH // the library chooses the widest instructions of the processor
+#include <xxh_x86dispatch.h>
+#endif
 
 #include <algorithm>
 #include <functional>
@@ -18,19 +21,27 @@ namespace
 {
 
 constexpr qint64 readSize = 1 << 20; // bytes per read
+constexpr qint64 smallestRead = 4 << 10;
 constexpr qint64 sampleThreshold = 1 << 20; // files up to this size are hashed whole in mode "fileattr"
 constexpr qint64 sampleSize = 64 << 10; // bytes per block above it
 constexpr int sampleCount = 16;
+
+const QLatin1String md5("md5", 3);
+const QLatin1String sha1("sha1", 4);
+const QLatin1String sha256("sha256", 6);
+const QLatin1String samples("fileattr", 8);
 
 using Consumer = std::function<bool(const char *data, qint64 size)>;
 
 /// Reads the open file from its position to its end. The bytes read, or -1 after a failure.
 qint64 readToEnd(QFile &file, const Consumer &consume)
 {
-    std::vector<char> buffer(readSize);
+    // One byte more than a small file has, so that its end shows in one read.
+    const qint64 portion = std::clamp<qint64>(file.size() + 1, smallestRead, readSize);
+    std::vector<char> buffer(static_cast<size_t>(portion));
     qint64 total = 0;
     for (;;) {
-        const qint64 got = file.read(buffer.data(), readSize);
+        const qint64 got = file.read(buffer.data(), portion);
         if (got < 0)
             return -1;
         if (got == 0)
@@ -126,15 +137,20 @@ QString fileVerifyValue(const QString &path, const QString &mode)
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return QString();
 
-    if (mode == QLatin1String("md5"))
+    const QString algorithm = verifyAlgorithm(mode);
+    if (algorithm == md5)
         return digest(file, EVP_md5());
-    if (mode == QLatin1String("sha1"))
+    if (algorithm == sha1)
         return digest(file, EVP_sha1());
-    if (mode == QLatin1String("sha256"))
+    if (algorithm == sha256)
         return digest(file, EVP_sha256());
-    if (mode == QLatin1String("fileattr"))
-        return sizeAndSamples(file);
-    return sizeAndHash(file);
+    return algorithm == samples ? sizeAndSamples(file) : sizeAndHash(file);
+}
+
+QString verifyAlgorithm(const QString &mode)
+{
+    const bool isNamed = mode == md5 || mode == sha1 || mode == sha256 || mode == samples;
+    return isNamed ? mode : QStringLiteral("xxh128");
 }
 
 } // namespace VESK

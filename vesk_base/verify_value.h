@@ -16,4 +16,7 @@ namespace VESK
 /// Empty for what is no readable regular file, and when reading fails. Callable from any thread.
 VESK_BASE_EXPORT QString fileVerifyValue(const QString &path, const QString &mode);
 
+/// One name for all modes that give the same values: "md5", "sha1", "sha256", "fileattr" or "xxh128".
+VESK_BASE_EXPORT QString verifyAlgorithm(const QString &mode);
+
 } // namespace VESK

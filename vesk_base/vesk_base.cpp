@@ -6,7 +6,6 @@
 #include "vesk_base/path_claim.h"
 #include "vesk_base/paths.h"
 #include "vesk_base/task_param_check.h"
-#include "vesk_base/verify_value.h"
 
 #include <QtCore/QMetaType>
 #include <QtCore/QMutexLocker>
@@ -220,7 +219,7 @@ QString VeskBase::getParamInner(const QString &key, const QString &defaultValue)
 
 QString VeskBase::getFileVerifyValue(const QString &path, const QString &mode)
 {
-    return fileVerifyValue(path, mode);
+    return m_values.valueOf(path, mode);
 }
 
 QString VeskBase::generateTmpFilePath(const QString &path)
@@ -266,6 +265,11 @@ bool VeskBase::chmodRecursively(const QString &base, const QString &path, int mo
 void VeskBase::setLogSink(LogSink sink)
 {
     VESK::setLogSink(std::move(sink));
+}
+
+void VeskBase::setVerifyCache(std::shared_ptr<VerifyCache> cache)
+{
+    VESK::setVerifyCache(std::move(cache));
 }
 
 void VeskBase::setTaskPolicy(TaskPolicy policy)

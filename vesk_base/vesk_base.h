@@ -5,6 +5,7 @@
 #include "vesk_base/message_kind.h"
 #include "vesk_base/param_map.h"
 #include "vesk_base/stop_flags.h"
+#include "vesk_base/verify_cache.h"
 
 #include <QtCore/QMutex>
 #include <QtCore/QObject>
@@ -108,8 +109,9 @@ public:
     virtual bool setParamInner(const QString &key, const QString &value);
     virtual QString getParamInner(const QString &key, const QString &defaultValue = QString());
 
-    /// The verification value of a file for a mode text; see verify_value.h. Empty when there is none. Not
-    /// ended by `pause`: an empty value in its place would cost the receiver a partial file.
+    /// The verification value of a file for a mode text; see verify_value.h. Empty when there is none. The
+    /// host's cache may know it (verify_cache.h), and then the file is not read. Not ended by `pause`: an
+    /// empty value in its place would cost the receiver a partial file.
     virtual QString getFileVerifyValue(const QString &path, const QString &mode);
     /// Where a partial copy of `path` is received; see paths.h.
     virtual QString generateTmpFilePath(const QString &path);
@@ -130,6 +132,14 @@ public:
 
     /// See log_sink.h.
     static void setLogSink(LogSink sink);
+    /// See verify_cache.h.
+    static void setVerifyCache(std::shared_ptr<VerifyCache> cache);
+
+    /// Through which `getFileVerifyValue` computes. For the task thread.
+    TaskValues &values()
+    {
+        return m_values;
+    }
 
     /// For a server's host, before `process`: installs what decides on each TaskParam after the built-in
     /// check. The error type of a refusal becomes the handler's last error.
@@ -188,6 +198,7 @@ private:
     std::unique_ptr<MessageChannel> m_channel;
     TaskPolicy m_policy;
     quint64 m_sentKinds = 0; // bit n: a message of kind n (below 64) has gone out
+    TaskValues m_values;
 };
 
 } // namespace VESK

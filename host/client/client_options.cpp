@@ -38,6 +38,7 @@ void addTransferOptions(CLI::App &command, ClientOptions &options)
     command.add_option("--verify", options.verify, "xxh128, sha256, quick (samples of the contents) or none")
         ->check(CLI::IsMember({"xxh128", "sha256", "quick", "none"}))
         ->capture_default_str();
+    addVerifyCacheOptions(command, options.verifyCache);
     command.add_option("--progress", options.progress, "auto, bar, line or none")
         ->check(CLI::IsMember({"auto", "bar", "line", "none"}))
         ->capture_default_str();

@@ -2,6 +2,7 @@
 
 #include "host/address.h"
 #include "host/client/client_context.h"
+#include "host/verify_cache/verify_cache_options.h"
 
 #include <CLI/App.hpp>
 
@@ -20,6 +21,7 @@ struct ClientOptions {
     int retries = ClientSettings().retries;
     double stallSeconds = ClientSettings().stallSeconds;
     int packetSize = TransportOptions().packetSize;
+    VerifyCacheOptions verifyCache;
     bool recursive = false;
     bool ipv4 = false;
     bool ipv6 = false;

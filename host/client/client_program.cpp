@@ -70,6 +70,9 @@ int runClient(const QString &verb, const ClientOptions &options, const GlobalOpt
         interruption.raise(signal);
         lastResort.interruptedBy(signal);
     });
+    const InstalledVerifyCache cache(options.verifyCache, [](const QString &sentence) {
+        writeStderr(QStringLiteral("warning: %1\n").arg(sentence));
+    });
     RunMeter meter;
     ProgressSettings progress;
     progress.style = progressStyle(options);

@@ -6,6 +6,10 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
+#include <unistd.h>
+
+#include <cerrno>
+
 namespace VESK::Host
 {
 
@@ -27,9 +31,9 @@ bool settleLocalFile(const QString &path, TaskJob *job, Failure *failure)
                                                  : QStringLiteral("it is no regular file"));
         return false;
     }
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        *failure = localFileFailure(shown, QStringLiteral("cannot read it: %1").arg(file.errorString()));
+    // Asked and not opened: most files of a second run are not read at all.
+    if (::access(QFile::encodeName(path).constData(), R_OK) != 0) {
+        *failure = localFileFailure(shown, QStringLiteral("cannot read it: %1").arg(qt_error_string(errno)));
         return false;
     }
     job->localDirectory = info.absolutePath();

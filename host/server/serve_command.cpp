@@ -7,6 +7,7 @@
 #include "host/server/server_log.h"
 #include "host/signals.h"
 #include "host/text.h"
+#include "host/verify_cache/verify_cache_options.h"
 #include "transport/udt_library.h"
 
 #include <QtCore/QFile>
@@ -30,6 +31,7 @@ struct ServeOptions {
     std::string auth;
     std::string fileMode = "0640";
     std::string dirMode = "0750";
+    VerifyCacheOptions verifyCache;
     int maxConnections = ServerSettings().maxConnections;
     int packetSize = TransportOptions().packetSize;
     bool verbose = false;
@@ -140,6 +142,8 @@ int serve(const ServeOptions &options, const GlobalOptions &global)
                     {QStringLiteral("Is another server running there? --listen chooses another port.")});
 
     warnOfSmallKernelBuffers();
+    const InstalledVerifyCache cache(
+        options.verifyCache, [](const QString &sentence) { logServer(QStringLiteral("warning"), sentence); });
     {
         Server server(*module, settings, listener);
         const SignalWatcher watcher([&](int) { server.stop(); });
@@ -178,6 +182,7 @@ void addServeCommand(CLI::App &app, const GlobalOptions &global, int &exitCode)
     command->add_option("--mtu", options->packetSize, "packet size in bytes")
         ->check(CLI::Range(576, 65000))
         ->capture_default_str();
+    addVerifyCacheOptions(*command, options->verifyCache);
     command->add_flag("-v,--verbose", options->verbose, "log connections and details too");
     command->callback([options, &global, &exitCode] { exitCode = serve(*options, global); });
 }

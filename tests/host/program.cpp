@@ -4,7 +4,9 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QProcessEnvironment>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QTemporaryDir>
 #include <QtCore/QThread>
 
 #include <csignal>
@@ -29,8 +31,23 @@ qint64 sizeOf(const QString &path)
     return QFileInfo(path).size();
 }
 
+namespace
+{
+
+/// This process's environment, but for the user's own caches.
+QProcessEnvironment environment()
+{
+    static const QTemporaryDir caches;
+    QProcessEnvironment own = QProcessEnvironment::systemEnvironment();
+    own.insert(QStringLiteral("XDG_CACHE_HOME"), caches.path());
+    return own;
+}
+
+} // namespace
+
 Program::Program(const QStringList &arguments, const QStringList &wrapper)
 {
+    m_process.setProcessEnvironment(environment());
     QStringList command = wrapper;
     command << QStringLiteral(VESK_PROGRAM) << arguments;
     const QString first = command.takeFirst();

@@ -106,6 +106,25 @@ TEST_F(FileTimes, ReportsATimeThatMayNotBeSet)
     EXPECT_EQ(statusOf("file").st_mtim.tv_sec, 1100000000);
 }
 
+TEST_F(FileTimes, LeavesAFileAloneThatHasTheTime)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can own the file of somebody else";
+    ASSERT_TRUE(VeskBase::chmod(dir.path(), 0755));
+    setTimes("file", {1000000000, 0}, {1100000000, 0});
+    ASSERT_TRUE(dir.write("part", "text"));
+    setTimes("part", {1000000000, 0}, {1100000000, 1});
+    const Background attempt([&] {
+        becomeOrdinaryUser(); // who may not set it
+        handler().UpdateMtime(dir.path("file"), "someOperation", 1100000000);
+        handler().UpdateMtime(dir.path("part"), "someOperation", 1100000000);
+    });
+    ASSERT_TRUE(attempt.wait(patience));
+    EXPECT_EQ(logged(),
+              QStringList({"debug|someOperation: set [" + dir.path("file") + "] mtime [1100000000] finished!",
+                           "error|someOperation: set new mtime of " + dir.path("part") + " failed."}));
+}
+
 TEST_F(FileTimes, SetsTheTimeOfTheFileThatALinkLeadsTo)
 {
     ASSERT_TRUE(QFile::link(dir.path("file"), dir.path("link")));

@@ -126,7 +126,7 @@ bool VeskHandler2_0_0::downloadRequest()
     publish(counters->total, offer.size);
     if (!offer.transfer) {
         noteSecondPass(op, local);
-        UpdateMtime(local, op.name(), offer.mtime);
+        settleTime(op, local, offer.mtime);
         return true;
     }
     op.checkStatus();
@@ -141,7 +141,7 @@ bool VeskHandler2_0_0::downloadRequest()
     // clang-format on
     if (!placed)
         return false;
-    UpdateMtime(local, op.name(), offer.mtime);
+    settleTime(op, local, offer.mtime);
     return sendClosingMessage(op);
 }
 

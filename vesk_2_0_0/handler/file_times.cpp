@@ -12,7 +12,7 @@ FileStatus statusForSending(const QString &path)
 {
     const QFileInfo info(path);
     if (!info.isSymLink())
-        return {info.size(), modificationTime(info)};
+        return {info.size(), modificationTime(info), false};
     FileStatus status;
     return readStatus(path, status) ? status : FileStatus();
 }
@@ -35,7 +35,9 @@ void VeskHandler2_0_0::UpdateMtime(const QString &path, const QString &name, qin
         op.error("%1: get stat of  %2 failed.", path); // two blanks: log readers match this text
         return;
     }
-    if (!writeModificationTime(path, mtime)) {
+    // Setting the time that a file has would still mark it as changed, for backups and for kept values.
+    const bool hasTime = status.mtime == mtime && status.isWholeSecond;
+    if (!hasTime && !writeModificationTime(path, mtime)) {
         op.error("%1: set new mtime of %2 failed.", path);
         return;
     }

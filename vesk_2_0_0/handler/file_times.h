@@ -13,6 +13,7 @@ namespace VESK
 struct FileStatus {
     std::int64_t size = 0; ///< bytes
     std::int64_t mtime = 0; ///< modification time in seconds since 1970
+    bool isWholeSecond = false; ///< `mtime` is known to be all of it
 };
 
 /// Size and modification time of the file that is to be sent, through a link to the file it leads to. A

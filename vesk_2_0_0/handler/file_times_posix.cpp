@@ -14,7 +14,8 @@ bool readStatus(const QString &path, FileStatus &status)
     if (::stat(QFile::encodeName(path).constData(), &buffer) != 0)
         return false;
     status.size = buffer.st_size;
-    status.mtime = buffer.st_mtime;
+    status.mtime = buffer.st_mtim.tv_sec;
+    status.isWholeSecond = buffer.st_mtim.tv_nsec == 0;
     return true;
 }
 

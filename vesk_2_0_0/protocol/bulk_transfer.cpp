@@ -2,6 +2,7 @@
 
 #include "vesk_2_0_0/handler/operation.h"
 #include "vesk_2_0_0/handler/param_keys.h"
+#include "vesk_base/full_packet.h"
 #include "vesk_base/socket_option.h"
 
 #include <udt/udt.h>
@@ -37,6 +38,22 @@ std::fstream *openStream(const Operation &op, const QString &opened, unsigned in
     return stream;
 }
 
+/// Is a last byte to be sent by itself? The bulk call begins a new packet with each of its blocks.
+bool needsLastByte(int socket, std::int64_t remaining)
+{
+    const std::int64_t inLastBlock = (remaining - 1) % sendBlock + 1;
+    return remaining > 0 && endsWithFullPacket(inLastBlock, packetPayload(socket));
+}
+
+/// Sends what there is of a stream from `position` to `end`. False on failure.
+bool sendStream(int socket, std::fstream &stream, std::int64_t &position, std::int64_t end)
+{
+    const std::int64_t last = needsLastByte(socket, end - position) ? 1 : 0;
+    if (UDT::sendfile(socket, stream, position, end - last - position, sendBlock) == UDT::ERROR)
+        return false;
+    return last == 0 || UDT::sendfile(socket, stream, position, last, sendBlock) != UDT::ERROR;
+}
+
 void closeStream(const Operation &op, std::int64_t position)
 {
     op.handler().setParam(Key::transferEndSize, QString::number(position));
@@ -55,7 +72,7 @@ bool sendBulk(const Operation &op, const OutgoingFile &file, std::int64_t &posit
     {
         const ScopedSocketOption<bool> blocking(file.socket, UDT_SNDSYN,
                                                 true); // else the call would never wake
-        if (UDT::sendfile(file.socket, *stream, position, file.size - position, sendBlock) == UDT::ERROR)
+        if (!sendStream(file.socket, *stream, position, file.size))
             error = udtError();
     }
     closeStream(op, position);

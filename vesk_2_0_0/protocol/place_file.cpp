@@ -80,4 +80,13 @@ bool renameIntoPlace(const Operation &op, const QString &temporary, const QStrin
     return true;
 }
 
+void settleTime(const Operation &op, const QString &target, std::int64_t mtime)
+{
+    // Asked before, since a time that is set hides that the file was written to.
+    const bool isAsVerified = op.handler().values().isUnchanged(target);
+    op.handler().UpdateMtime(target, op.name(), mtime);
+    if (isAsVerified)
+        op.handler().values().keepFor(target);
+}
+
 } // namespace VESK

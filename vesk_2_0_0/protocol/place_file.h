@@ -36,4 +36,8 @@ bool removeOldTarget(const Operation &op, const QString &target, bool existed);
 
 bool renameIntoPlace(const Operation &op, const QString &temporary, const QString &target);
 
+/// Gives the file that is now in its place the time of the sender's, see `UpdateMtime`. A later task then
+/// knows its verification value, where the host keeps those.
+void settleTime(const Operation &op, const QString &target, std::int64_t mtime);
+
 } // namespace VESK

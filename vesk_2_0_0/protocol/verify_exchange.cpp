@@ -39,8 +39,10 @@ bool awaitVerification(const Operation &op, const QString &verifyMode)
     QString text;
     if (!op.handler().recv(number(MessageKind::FileVerifyResult), text))
         return op.fail("%1: recv FileVerifyResult failed.");
-    if (VeskBase::unSerializeParam(text).value(Key::verifyResult) != Word::yes)
+    if (VeskBase::unSerializeParam(text).value(Key::verifyResult) != Word::yes) {
+        op.handler().values().forget(); // a value that was kept may be what is wrong
         return op.fail("%1: FileVerifyResult error.");
+    }
     return true;
 }
 

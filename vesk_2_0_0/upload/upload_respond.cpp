@@ -105,7 +105,7 @@ bool VeskHandler2_0_0::uploadRespond()
         return false;
     if (!transfer) {
         noteSecondPass(op, target);
-        UpdateMtime(target, op.name(), offer.mtime);
+        settleTime(op, target, offer.mtime);
         return true;
     }
     op.checkStatus();
@@ -123,7 +123,7 @@ bool VeskHandler2_0_0::uploadRespond()
     // clang-format on
     if (!placed)
         return false;
-    UpdateMtime(target, op.name(), offer.mtime);
+    settleTime(op, target, offer.mtime);
     return sendClosingMessage(op);
 }
 
