@@ -1,5 +1,7 @@
 #include "transport/udt_socket.h"
 
+#include "transport/congestion/vesk_congestion_control.h"
+
 namespace VESK
 {
 
@@ -14,6 +16,14 @@ bool setOption(UDTSOCKET socket, UDTOpt option, const Value &value)
     return UDT::setsockopt(socket, 0, option, &value, sizeof(value)) != UDT::ERROR;
 }
 
+bool setCongestion(UDTSOCKET socket, Congestion congestion)
+{
+    if (congestion == Congestion::Udt)
+        return true; // what a socket is born with
+    CCCFactory<VeskCongestionControl> factory; // the library copies it
+    return UDT::setsockopt(socket, 0, UDT_CC, &factory, sizeof(factory)) != UDT::ERROR;
+}
+
 // The order matters: UDP_SNDBUF caps the packet size, and UDT's own buffers are kept as counts of packets
 // of the size set at that moment, the receive buffer being cut to the flow window.
 bool applyOptions(UDTSOCKET socket, const TransportOptions &options)
@@ -22,7 +32,7 @@ bool applyOptions(UDTSOCKET socket, const TransportOptions &options)
         && setOption(socket, UDP_RCVBUF, options.udpReceiveBuffer)
         && setOption(socket, UDT_MSS, options.packetSize) && setOption(socket, UDT_FC, options.flowWindow)
         && setOption(socket, UDT_SNDBUF, options.sendBuffer)
-        && setOption(socket, UDT_RCVBUF, options.receiveBuffer);
+        && setOption(socket, UDT_RCVBUF, options.receiveBuffer) && setCongestion(socket, options.congestion);
 }
 
 using NameCall = int (*)(UDTSOCKET, sockaddr *, int *);

@@ -7,6 +7,12 @@
 namespace VESK
 {
 
+/// Who decides how fast to send.
+enum class Congestion {
+    Vesk, ///< this library, by docs/congestion.md
+    Udt, ///< the UDT library's own control
+};
+
 /// What a socket is given before it is connected or listens. Sizes in bytes. The buffers bound the memory
 /// that one end of a connection can take.
 struct TransportOptions {
@@ -16,6 +22,7 @@ struct TransportOptions {
     int sendBuffer = 32 << 20;
     int receiveBuffer = 32 << 20;
     int flowWindow = 25600; ///< packets; no smaller than the receive buffer
+    Congestion congestion = Congestion::Vesk; ///< for both directions; works best when both ends have it
 };
 
 /// Smallest packet size that a peer may ask for. The library divides by the payload that is left of it,

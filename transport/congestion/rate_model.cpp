@@ -1,0 +1,348 @@
+#include "transport/congestion/rate_model.h"
+
+#include <algorithm>
+#include <array>
+
+namespace VESK
+{
+
+namespace
+{
+
+// Before anything is known: a short train of packets at the rate of a line of 350 Mbit/s. The rate at which
+// it arrives is a first guess at what the line can do; the second round uses part of it, and its window is
+// limited, in case that the guess is wrong.
+constexpr double firstRate = 32000; // packets per second
+constexpr int firstWindow = 64; // packets
+constexpr std::uint64_t trainPackets = 48; // fewer, since some may be lost
+constexpr double trainShare = 0.75;
+constexpr int secondWindow = 1024; // packets
+constexpr int minWindow = 8; // packets
+constexpr double minRate = 10; // packets per second
+
+// The smallest gain that doubles the rate delivered every round: 2 / ln 2.
+constexpr double startupGain = 2.885;
+constexpr double growth = 1.25; // a round that brings less has not grown
+constexpr int fullRounds = 3;
+
+constexpr std::int64_t rateRounds = 10; // how long a delivery rate is believed
+
+// The first phase asks whether there is more, the second takes back what that has queued.
+// The others stay a little below the measured rate, lest the queue grows by the errors of measuring.
+constexpr double cruise = 0.985;
+constexpr std::array<double, 8> cycle{1.25, 0.75, cruise, cruise, cruise, cruise, cruise, cruise};
+constexpr int upPhase = 0;
+constexpr int downPhase = 1;
+constexpr int maxUpRounds = 3;
+constexpr int maxDownRounds = 3; // others may keep the queue filled
+constexpr TimeUs minPhase = 5000; // feedback comes every 3 ms
+constexpr double windowGain = 2;
+
+constexpr double maxProbeLoss = 0.05;
+
+constexpr TimeUs queueNoise = 3000; // round-trip times vary by so much without a queue
+constexpr TimeUs minMoment = 5000;
+
+// Beside others a connection keeps so many packets in the queue. When all do, all get the same.
+constexpr double sharePackets = 64;
+constexpr double shareSeconds = 0.004; // or what the line does in this time, where that is more
+constexpr double shareStep = 0.5; // per round, towards that
+constexpr double minShare = 0.35; // of the line: those who would fill any queue do not get it all
+constexpr double shareWindowGain = 1.25; // the pace does it; the window is there for when that fails
+constexpr int roundsUntilShare = 3;
+constexpr std::int64_t lineRateMemory = 30000000;
+
+constexpr TimeUs minRttMemory = 10000000;
+constexpr TimeUs rttProbeTime = 200000;
+constexpr double rttProbeGain = 0.5;
+
+// Feedback comes this late at most, and the window must not be used up by that.
+constexpr TimeUs feedbackDelay = 4000;
+
+} // namespace
+
+RateModel::RateModel()
+    : m_rate(rateRounds)
+    , m_lineRate(lineRateMemory)
+    , m_gain(startupGain)
+{
+}
+
+void RateModel::onSample(const DeliverySample &sample, TimeUs now, int inFlight, std::uint64_t lost)
+{
+    m_isSilent = false;
+    updateRtt(sample.rttUs, now);
+    updateArrivalRate(sample);
+    updateRound(sample, now, lost);
+    m_roundRate = std::max(m_roundRate, sample.rate);
+    if (sample.rate > 0 && (!sample.isAppLimited || sample.rate >= m_rate.value()))
+        m_rate.add(sample.rate, m_round);
+    m_lineRate.add(sample.rate, now);
+    if (m_state == State::Startup && m_isRoundStart)
+        checkGrowth(sample);
+    if (m_state == State::Startup)
+        checkQueue();
+    if (m_state == State::Drain)
+        checkDrain(now, inFlight);
+    if (m_state == State::Probe)
+        checkCycle(now, inFlight);
+    if (m_isRoundStart)
+        checkShare(now, inFlight);
+    checkRttProbe(now, inFlight);
+}
+
+void RateModel::onSilence()
+{
+    m_isSilent = true;
+}
+
+void RateModel::updateRtt(TimeUs rtt, TimeUs now)
+{
+    if (rtt <= 0)
+        return;
+    m_smoothedRtt = m_smoothedRtt == 0 ? rtt : m_smoothedRtt + (rtt - m_smoothedRtt) / 8;
+    m_roundRttSum += rtt;
+    ++m_roundRtts;
+    m_latestRtt = m_latestRtt == 0 ? rtt : m_latestRtt + (rtt - m_latestRtt) / 2;
+    if (m_minRtt == 0 || rtt < m_minRtt)
+        m_minRtt = rtt;
+    if (rtt <= m_minRtt + m_minRtt / 64)
+        m_minRttSeen = now;
+}
+
+void RateModel::updateArrivalRate(const DeliverySample &sample)
+{
+    const std::uint64_t arrived = sample.delivered - m_deliveredAtMoment;
+    const TimeUs time = sample.clockUs - m_momentStart;
+    if (m_trainRate == 0 && m_round <= 1) {
+        // The clock starts with the first arrival, after one packet.
+        if (m_deliveredAtMoment == 0) {
+            m_deliveredAtMoment = sample.delivered;
+            m_momentStart = sample.clockUs;
+        } else if (arrived >= trainPackets && time > 0) {
+            m_trainRate = std::min(static_cast<double>(arrived) * 1e6 / static_cast<double>(time), firstRate);
+        }
+        return;
+    }
+    if (time < std::max(minMoment, m_minRtt / 8))
+        return;
+    m_arrivalRate = static_cast<double>(arrived) * 1e6 / static_cast<double>(time);
+    m_deliveredAtMoment = sample.delivered;
+    m_momentStart = sample.clockUs;
+}
+
+void RateModel::updateRound(const DeliverySample &sample, TimeUs now, std::uint64_t lost)
+{
+    m_isRoundStart = sample.deliveredBefore >= m_roundEnd;
+    if (m_isRoundStart)
+        endRound(sample, now, lost);
+}
+
+void RateModel::endRound(const DeliverySample &sample, TimeUs now, std::uint64_t lost)
+{
+    ++m_round;
+    m_roundEnd = sample.delivered;
+    const auto arrived = static_cast<double>(sample.delivered - m_deliveredAtRound);
+    const auto missed = static_cast<double>(lost - m_lostAtRound);
+    m_lossRatio = missed > 0 ? missed / (missed + arrived) : 0;
+    m_deliveredAtRound = sample.delivered;
+    m_lostAtRound = lost;
+    m_roundQueue =
+        m_roundRtts > 0 ? std::max<TimeUs>(0, m_roundRttSum / m_roundRtts - m_minRtt) : m_roundQueue;
+    m_roundRttSum = 0;
+    m_roundRtts = 0;
+    // A queue and many losses: the line does less than it did, and what it did counts no longer. Losses
+    // alone do not mean that.
+    if (m_state != State::Startup && m_lossRatio > maxProbeLoss && hasQueue() && m_roundRate > 0) {
+        m_rate.reset(m_roundRate, m_round);
+        m_lineRate.reset(m_roundRate, now);
+        m_trainRate = std::min(m_trainRate, m_roundRate);
+        m_queueRounds = 0;
+    }
+    m_roundRate = 0;
+}
+
+bool RateModel::hasQueue() const
+{
+    return m_latestRtt > m_minRtt + m_minRtt / 8 + queueNoise;
+}
+
+void RateModel::checkQueue()
+{
+    // With a queue before the line, packets arrive at the line's rate, and need not be counted for a round
+    // trip to know it.
+    if (!hasQueue() || m_arrivalRate <= 0)
+        return;
+    m_rate.add(m_arrivalRate, m_round);
+    leaveStartup();
+}
+
+void RateModel::checkGrowth(const DeliverySample &sample)
+{
+    if (sample.isAppLimited)
+        return;
+    if (m_rate.value() >= m_fullRate * growth) {
+        m_fullRate = m_rate.value();
+        m_roundsWithoutGrowth = 0;
+        return;
+    }
+    ++m_roundsWithoutGrowth;
+    if (m_roundsWithoutGrowth >= fullRounds)
+        leaveStartup();
+}
+
+void RateModel::leaveStartup()
+{
+    m_state = State::Drain;
+    m_gain = 1 / startupGain;
+    m_drainRounds = 0;
+}
+
+void RateModel::checkDrain(TimeUs now, int inFlight)
+{
+    if (m_isRoundStart)
+        ++m_drainRounds;
+    if (inFlight <= target(1) || m_drainRounds > fullRounds)
+        enterProbe(now, laterPhase(now));
+}
+
+int RateModel::laterPhase(TimeUs now) const
+{
+    // Not all flows of a line probe at the same moment: the times at which they get here differ.
+    return downPhase + 1 + static_cast<int>(now / 1000 % (cycle.size() - 2));
+}
+
+void RateModel::enterProbe(TimeUs now, int phase)
+{
+    m_state = State::Probe;
+    m_phase = phase;
+    m_rateBeforeUp = m_rate.value();
+    m_phaseStart = now;
+    m_gain = cycle[static_cast<std::size_t>(m_phase)];
+    m_queueRounds = 0;
+}
+
+double RateModel::lineRate() const
+{
+    return std::max(m_lineRate.value(), std::min(m_trainRate, firstRate));
+}
+
+void RateModel::restart()
+{
+    // There is so much more that a quarter more per cycle would take too long.
+    m_state = State::Startup;
+    m_gain = startupGain;
+    m_trainRate = 0;
+    m_fullRate = m_rate.value();
+    m_roundsWithoutGrowth = 0;
+}
+
+void RateModel::checkShare(TimeUs now, int inFlight)
+{
+    if (m_state == State::Probe) {
+        // In the other phases the queue may be of this connection's making.
+        if (m_phase <= downPhase + 1)
+            return;
+        m_queueRounds = m_roundQueue < queueNoise ? 0 : m_queueRounds + 1;
+        if (m_queueRounds < roundsUntilShare)
+            return;
+        m_state = State::Share;
+        m_shareWindow = inFlight;
+    }
+    if (m_state != State::Share)
+        return;
+    if (m_roundQueue < queueNoise / 2) {
+        enterProbe(now, upPhase);
+        return;
+    }
+    const auto unqueued = static_cast<double>(m_minRtt + feedbackDelay / 2);
+    const double rtt = unqueued + static_cast<double>(m_roundQueue);
+    const double packets = std::max(sharePackets, lineRate() * shareSeconds);
+    m_shareWindow += shareStep * (m_shareWindow * unqueued / rtt + packets - m_shareWindow);
+    m_shareWindow = std::max(m_shareWindow, minShare * lineRate() * rtt * 1e-6);
+}
+
+void RateModel::checkCycle(TimeUs now, int inFlight)
+{
+    const TimeUs time = now - m_phaseStart;
+    if (m_phase == upPhase && !hasQueue() && m_rate.value() > m_rateBeforeUp * growth) {
+        restart();
+        return;
+    }
+    bool isOver = time > std::max(m_minRtt, minPhase);
+    // More is asked for until there is a queue, so that a line that has become faster is found soon.
+    if (m_phase == upPhase)
+        isOver = isOver && (hasQueue() || m_lossRatio > maxProbeLoss || time > maxUpRounds * m_minRtt);
+    if (m_phase == downPhase)
+        isOver = inFlight <= target(1) || time > std::max(maxDownRounds * m_minRtt, minPhase);
+    if (!isOver)
+        return;
+    m_rateBeforeUp = m_rate.value();
+    m_phase = (m_phase + 1) % static_cast<int>(cycle.size());
+    m_phaseStart = now;
+    m_gain = cycle[static_cast<std::size_t>(m_phase)];
+}
+
+void RateModel::checkRttProbe(TimeUs now, int inFlight)
+{
+    if (m_state != State::RttProbe) {
+        if (m_state == State::Startup || m_minRtt == 0 || now - m_minRttSeen <= minRttMemory)
+            return;
+        m_state = State::RttProbe;
+        m_gain = 1;
+        m_rttProbeEnd = 0;
+        m_minRtt = m_smoothedRtt;
+    }
+    if (m_rttProbeEnd == 0 && inFlight <= window())
+        m_rttProbeEnd = now + rttProbeTime;
+    if (m_rttProbeEnd == 0 || now < m_rttProbeEnd)
+        return;
+    m_minRttSeen = now;
+    enterProbe(now, laterPhase(now));
+}
+
+double RateModel::target(double gain) const
+{
+    const auto seconds = static_cast<double>(m_minRtt + feedbackDelay) * 1e-6;
+    return gain * m_rate.value() * seconds;
+}
+
+double RateModel::pacingRate() const
+{
+    if (m_rate.value() <= 0)
+        return firstRate;
+    if (m_isSilent)
+        return std::max(m_rate.value() / 4, minRate);
+    if (m_state == State::Share)
+        return std::max(m_shareWindow * 1e6 / static_cast<double>(m_latestRtt + feedbackDelay / 2), minRate);
+    const double rate = std::max(m_rate.value() * m_gain, minRate);
+    return m_state == State::Startup ? startupRate(rate) : rate;
+}
+
+double RateModel::startupRate(double rate) const
+{
+    // A train that arrived more slowly than it was sent has met the line's limit.
+    const bool isLimitKnown =
+        m_trainRate > 0 && m_trainRate < firstRate * 0.9 && m_rate.value() < m_trainRate;
+    if (isLimitKnown)
+        rate = std::min(rate, m_trainRate * cycle[upPhase]);
+    return std::max(rate, m_trainRate * trainShare);
+}
+
+int RateModel::window() const
+{
+    if (m_rate.value() <= 0)
+        return firstWindow;
+    if (m_state == State::RttProbe)
+        return std::max(minWindow, static_cast<int>(target(rttProbeGain)));
+    if (m_state == State::Startup) {
+        const double train = m_trainRate * static_cast<double>(m_minRtt + feedbackDelay) * 1e-6;
+        return std::max({firstWindow, std::min(secondWindow, static_cast<int>(train)),
+                         static_cast<int>(target(startupGain))});
+    }
+    if (m_state == State::Share)
+        return std::max(minWindow, static_cast<int>(m_shareWindow * shareWindowGain + sharePackets));
+    return std::max(minWindow, static_cast<int>(target(windowGain)));
+}
+
+} // namespace VESK
