@@ -71,6 +71,37 @@ inline QString discarded()
 {
     return QStringLiteral("Discarded"); // done: the partial copy is gone
 }
+inline QString noReadRight()
+{
+    return QStringLiteral("NoReadRight");
+}
+inline QString noWriteRight()
+{
+    return QStringLiteral("NoWriteRight");
+}
+
+// Of the hello that opens a connection.
+inline QString helloRequired()
+{
+    return QStringLiteral("HelloRequired"); // a task came first, and the server wants to know from whom
+}
+inline QString badHello()
+{
+    return QStringLiteral("BadHello");
+}
+inline QString notAllowed()
+{
+    return QStringLiteral("NotAllowed"); // the client does not know the token
+}
+inline QString noCommonVersion()
+{
+    return QStringLiteral("NoCommonVersion");
+}
+inline QString noCommonModule()
+{
+    return QStringLiteral("NoCommonModule");
+}
+
 inline QString serverError()
 {
     return QStringLiteral("ServerError");

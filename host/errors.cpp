@@ -21,6 +21,7 @@ struct Refusal {
     QString type;
     QString why;
     QString hint;
+    ExitCode code = ExitCode::Refused;
 };
 
 Refusal describe(const QString &errorType, const QString &share)
@@ -49,6 +50,20 @@ Refusal describe(const QString &errorType, const QString &share)
                         "what has arrived is kept.")},
         {ErrorType::busy(), QStringLiteral("the same file is being uploaded by somebody else"),
          QStringLiteral("Run the same command again when the other upload has ended.")},
+        {ErrorType::noReadRight(),
+         QStringLiteral("you may not read from its share \"%1\"").arg(escaped(share)),
+         QStringLiteral("`vesk ping` shows the shares and your rights."), ExitCode::NotAllowed},
+        {ErrorType::noWriteRight(),
+         QStringLiteral("you may not write to its share \"%1\"").arg(escaped(share)),
+         QStringLiteral("`vesk ping` shows the shares and your rights."), ExitCode::NotAllowed},
+        {ErrorType::tooManyConnections(), QStringLiteral("it has too many connections"),
+         QStringLiteral("Try again later; on the server, --max-connections allows more.")},
+        {ErrorType::helloRequired(), QStringLiteral("it wants to know who asks"),
+         QStringLiteral("Compare the versions on both ends: vesk version."), ExitCode::NotAllowed},
+        {ErrorType::badHello(), QStringLiteral("it did not understand the hello"),
+         QStringLiteral("Compare the versions on both ends: vesk version.")},
+        {ErrorType::notAllowed(), QStringLiteral("the token is wrong"),
+         QStringLiteral("The server prints where its token is when it starts."), ExitCode::NotAllowed},
         {ErrorType::serverError(), QStringLiteral("it failed"), QStringLiteral("The server's log says why.")},
     };
     for (const Refusal &refusal : known) {
@@ -57,7 +72,7 @@ Refusal describe(const QString &errorType, const QString &share)
     }
     const QString reason = errorType.isEmpty() ? QStringLiteral("it gave no reason")
                                                : QStringLiteral("\"%1\"").arg(escaped(errorType));
-    return {errorType, reason, QStringLiteral("The server's log says more.")};
+    return {errorType, reason, QStringLiteral("The server's log says more."), ExitCode::Refused};
 }
 
 } // namespace
@@ -66,7 +81,7 @@ Failure refusalFailure(const QString &subject, const QString &share, const QStri
 {
     const Refusal refusal = describe(errorType, share);
     const QString what = QStringLiteral("%1: the server refused: %2").arg(subject, refusal.why);
-    return {ExitCode::Refused, what, {refusal.hint}};
+    return {refusal.code, what, {refusal.hint}};
 }
 
 } // namespace VESK::Host

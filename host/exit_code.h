@@ -18,6 +18,7 @@ enum class ExitCode : int {
     ConnectionLost = 9, ///< retries used up, partial data kept
     NothingToDo = 10, ///< everything was there already, and --fail-if-nothing
     LimitReached = 11, ///< --max-time or --max-bytes, partial data kept
+    NoCommonGround = 12, ///< no version or mode in common with the server
     Internal = 70, ///< a defect of this program
     Interrupted = 130, ///< SIGINT, partial data kept
     Terminated = 143, ///< SIGTERM, partial data kept

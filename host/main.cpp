@@ -1,6 +1,7 @@
 #include "host/client/get_command.h"
 #include "host/client/ls_command.h"
 #include "host/client/mkdir_command.h"
+#include "host/client/ping_command.h"
 #include "host/client/put_command.h"
 #include "host/demo/demo_command.h"
 #include "host/exit_code.h"
@@ -44,6 +45,7 @@ int run(int argc, char **argv)
     addGetCommand(app, global, exitCode);
     addLsCommand(app, global, exitCode);
     addMkdirCommand(app, global, exitCode);
+    addPingCommand(app, global, exitCode);
     addDemoCommand(app, global, exitCode);
     app.add_subcommand("version", "Prints the version.")->callback([] {
         writeStdout(QStringLiteral("vesk %1\n").arg(programVersion()));

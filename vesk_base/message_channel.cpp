@@ -33,8 +33,9 @@ class MessageChannel::Wait
 public:
     enum class Direction { Sending, Receiving };
 
-    Wait(UDTSOCKET socket, StopFlags *flags, Direction direction)
+    Wait(UDTSOCKET socket, StopFlags *flags, Direction direction, Clock::time_point deadline)
         : m_flags(flags)
+        , m_deadline(deadline)
         , m_blocking(socket, direction == Direction::Sending ? UDT_SNDSYN : UDT_RCVSYN, true)
         , m_timeout(socket, direction == Direction::Sending ? UDT_SNDTIMEO : UDT_RCVTIMEO, sliceMs)
         , m_idleLimitMs(m_timeout.oldValue(-1))
@@ -60,11 +61,14 @@ public:
             return false;
         if (m_flags && m_flags->stopRequested && idle >= patienceAfterStop)
             return false;
+        if (Clock::now() >= m_deadline)
+            return false;
         return m_idleLimitMs < 0 || idle < std::chrono::milliseconds(m_idleLimitMs);
     }
 
 private:
     StopFlags *const m_flags;
+    const Clock::time_point m_deadline;
     const ScopedSocketOption<bool> m_blocking;
     const ScopedSocketOption<int> m_timeout;
     const int m_idleLimitMs;
@@ -78,6 +82,12 @@ MessageChannel::MessageChannel(int socket, StopFlags *flags)
 {
 }
 
+void MessageChannel::limit(int payloadBytes, Clock::time_point deadline)
+{
+    m_maxPayload = payloadBytes;
+    m_deadline = deadline;
+}
+
 bool MessageChannel::send(int kind, const QString &text)
 {
     m_lastErrorCode = 0;
@@ -85,7 +95,7 @@ bool MessageChannel::send(int kind, const QString &text)
     if (m_broken || !frame)
         return false;
 
-    Wait wait(m_socket, m_flags, Wait::Direction::Sending);
+    Wait wait(m_socket, m_flags, Wait::Direction::Sending, m_deadline);
     if (sendAll(*frame, wait))
         return true;
     m_broken = wait.anyProgress();
@@ -108,7 +118,7 @@ bool MessageChannel::recvAny(int &kind, QString &text)
     if (m_broken)
         return false;
 
-    Wait wait(m_socket, m_flags, Wait::Direction::Receiving);
+    Wait wait(m_socket, m_flags, Wait::Direction::Receiving, m_deadline);
     char bytes[frameHeaderSize];
     if (!receiveAll(bytes, frameHeaderSize, wait)) {
         m_broken = wait.anyProgress();
@@ -116,7 +126,7 @@ bool MessageChannel::recvAny(int &kind, QString &text)
     }
     const std::optional<FrameHeader> header = readFrameHeader(bytes);
     QByteArray payload;
-    if (!header || !receivePayload(header->length, payload, wait)) {
+    if (!header || header->length > m_maxPayload || !receivePayload(header->length, payload, wait)) {
         m_broken = true;
         return false;
     }

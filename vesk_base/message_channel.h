@@ -6,6 +6,9 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
+#include <chrono>
+#include <limits>
+
 namespace VESK
 {
 
@@ -37,6 +40,12 @@ public:
     /// Receives one message of whatever kind and says which; otherwise like `recv`.
     [[nodiscard]] bool recvAny(int &kind, QString &text);
 
+    /// What a stranger may ask of this end: `recv` and `recvAny` break the channel at a payload over
+    /// `payloadBytes`, and neither they nor `send` go on after `deadline`, whatever progress they make. To
+    /// the end of the channel; without it, a message may have the length that its kind allows and take any
+    /// time.
+    void limit(int payloadBytes, std::chrono::steady_clock::time_point deadline);
+
     int socket() const { return m_socket; }
 
     /// The stream is out of step; every call fails at once, and the connection can only be closed.
@@ -54,6 +63,8 @@ private:
 
     const int m_socket;
     StopFlags *const m_flags;
+    int m_maxPayload = std::numeric_limits<int>::max(); // bytes, besides the limit of the kind
+    std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
     bool m_broken = false;
     int m_lastErrorCode = 0;
 };

@@ -142,7 +142,7 @@ bool VeskBase::send(int kind, const QString &text)
 
 bool VeskBase::recv(int kind, QString &text)
 {
-    if (!channel().recv(kind, text))
+    if (!nextMessage(kind, text))
         return false;
     if (kind == number(MessageKind::TaskParam))
         m_checkNextMapOf = QThread::currentThreadId();
@@ -283,6 +283,11 @@ bool VeskBase::hasSent(MessageKind kind) const
     return bit < trackedKinds && (m_sentKinds >> bit & 1) != 0;
 }
 
+void VeskBase::handOn(int kind, const QString &text)
+{
+    m_handedOn.emplace(kind, text);
+}
+
 VeskBase::TaskScope::TaskScope(VeskBase &base)
     : m_base(base)
 {
@@ -318,6 +323,18 @@ void VeskBase::requestStop()
 void VeskBase::clearActivity()
 {
     m_stopFlags.active = false;
+}
+
+bool VeskBase::nextMessage(int kind, QString &text)
+{
+    if (!m_handedOn)
+        return channel().recv(kind, text);
+    const auto [handedKind, handedText] = *m_handedOn;
+    m_handedOn.reset(); // consumed whatever its kind, as one from the connection would be
+    if (handedKind != kind)
+        return false;
+    text = handedText;
+    return true;
 }
 
 bool VeskBase::isAdmitted(const ParamMap &taskParam)

@@ -15,6 +15,8 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <utility>
 
 namespace VESK
 {
@@ -149,6 +151,11 @@ public:
     /// the client still waits for an answer. For the task thread, or after `process`.
     bool hasSent(MessageKind kind) const;
 
+    /// For a server's host that reads the connection itself between tasks: hands on a message that it has
+    /// read there. The next `recv` gets it in place of one from the connection, with all that goes with
+    /// receiving it. Before `process`, from the thread that will run it; a second one replaces the first.
+    void handOn(int kind, const QString &text);
+
 Q_SIGNALS:
     /// One batch of a directory listing: relative path to "file" or "dir". Spelled out, since connections
     /// by text compare the words; the type is registered, so queued connections work.
@@ -178,6 +185,7 @@ protected:
     void clearActivity();
 
 private:
+    bool nextMessage(int kind, QString &text);
     bool isAdmitted(const ParamMap &taskParam);
     bool claimTemporaryPath(const QString &path);
     MessageChannel &channel();
@@ -199,6 +207,7 @@ private:
     TaskPolicy m_policy;
     quint64 m_sentKinds = 0; // bit n: a message of kind n (below 64) has gone out
     TaskValues m_values;
+    std::optional<std::pair<int, QString>> m_handedOn; // kind and text of what the host has read
 };
 
 } // namespace VESK

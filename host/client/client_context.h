@@ -24,6 +24,7 @@ struct ClientSettings {
     AddressFamily family = AddressFamily::Any;
     TransportOptions transport;
     QString verifyMode = QStringLiteral("xxh128"); ///< as the handler takes it
+    QString tokenFile; ///< of the server; empty: the usual places
     int retries = 10; ///< new connections after one that was lost, per task
     double retryWaitSeconds = 0.5; ///< before the first of them; doubled each time up to 30 s
     int connections = 0; ///< that work side by side; 0: as many as help

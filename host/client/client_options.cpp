@@ -4,6 +4,8 @@
 #include "host/text.h"
 #include "host/user.h"
 
+#include <QtCore/QFile>
+
 #include <map>
 
 namespace VESK::Host
@@ -14,6 +16,10 @@ void addConnectionOptions(CLI::App &command, ClientOptions &options)
     command.add_option("--port", options.port, "UDP port of the server (default 8375)")
         ->check(CLI::Range(1, 65535));
     command.add_option("--user", options.user, "user name told to the server (default: login name)");
+    command
+        .add_option("--token-file", options.tokenFile,
+                    "the server's token (default: ~/.config/vesk/tokens/HOST, then ~/.config/vesk/token)")
+        ->envname("VESK_TOKEN_FILE");
     command.add_option("--retries", options.retries, "new connections after one that was lost, per file")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
@@ -57,6 +63,7 @@ ClientSettings clientSettings(const ClientOptions &options)
         {"none", QStringLiteral("false")},
     };
     settings.verifyMode = modes.at(options.verify);
+    settings.tokenFile = QFile::decodeName(QByteArray::fromStdString(options.tokenFile));
     settings.retries = options.retries;
     settings.stallSeconds = options.stallSeconds;
     settings.namesEachFile = options.verbose;

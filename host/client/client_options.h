@@ -16,6 +16,7 @@ namespace VESK::Host
 struct ClientOptions {
     std::string verify = "xxh128";
     std::string user;
+    std::string tokenFile;
     std::string progress = "auto";
     quint16 port = 0;
     int retries = ClientSettings().retries;

@@ -54,8 +54,9 @@ Session::~Session()
 
 void Session::use(const RemoteAddress &remote)
 {
-    const bool isSame =
-        m_link && remote.host == m_link->remote().host && remote.port == m_link->remote().port;
+    // A connection belongs to the user who said hello on it.
+    const bool isSame = m_link && remote.host == m_link->remote().host && remote.port == m_link->remote().port
+        && remote.user == m_link->remote().user;
     if (isSame)
         return;
     finish();
@@ -90,9 +91,8 @@ bool Session::ensureConnected(const TaskJob &job, TaskEnd *end)
         end->kind = TaskEnd::Kind::Interrupted;
         if (m_context.interruption.isRaised())
             return false;
-        ConnectFailure failure;
-        m_socket = m_link->connect(&failure);
-        if (m_socket.isValid()) {
+        GreetingFailure failure;
+        if (connect(&failure)) {
             takeConnection();
             return true;
         }
@@ -102,21 +102,38 @@ bool Session::ensureConnected(const TaskJob &job, TaskEnd *end)
     return true;
 }
 
+// A new connection on which both ends know each other.
+bool Session::connect(GreetingFailure *failure)
+{
+    ConnectFailure unconnected;
+    m_socket = m_link->connect(&unconnected);
+    if (!m_socket.isValid()) {
+        failure->failure = connectFailure(unconnected, m_link->remote());
+        failure->mayRepeat = true;
+        return false;
+    }
+    if (greet(m_socket.id(), m_context, m_link->remote(), failure))
+        return true;
+    m_socket.close();
+    return false;
+}
+
 // True after a wait, when it is worth another try.
-bool Session::settleNoConnection(const TaskJob &job, const ConnectFailure &failure, TaskEnd *end)
+bool Session::settleNoConnection(const TaskJob &job, const GreetingFailure &failure, TaskEnd *end)
 {
     if (!m_wasConnected && m_mayResign && m_mayResign()) {
         end->kind = TaskEnd::Kind::NotTaken;
         return false;
     }
     end->serverIsAway = true;
-    if (!m_link->wasReached()) {
-        (void)fail(connectFailure(failure, m_link->remote()), end); // that ends it
+    const bool isFinal = !failure.mayRepeat || (!m_link->wasReached() && !failure.isFull);
+    if (isFinal) {
+        (void)fail(failure.failure, end); // that ends it
         return false;
     }
-    if (!waitBeforeRetry(connectFailure(failure, m_link->remote()).what)) {
+    if (!waitBeforeRetry(failure.failure.what)) {
         if (!m_context.interruption.isRaised())
-            (void)fail(lostFailure(job, end->movedBytes), end); // as above
+            (void)fail(failure.isFull ? failure.failure : lostFailure(job, end->movedBytes), end); // as above
         return false;
     }
     end->serverIsAway = false;
@@ -236,10 +253,9 @@ bool Session::waitBeforeRetry(const QString &what)
 bool Session::discard(const TaskJob &job, QString *why)
 {
     if (!m_socket.isConnected()) {
-        ConnectFailure failure;
-        m_socket = m_link->connect(&failure);
-        if (!m_socket.isValid()) {
-            *why = connectFailure(failure, m_link->remote()).what;
+        GreetingFailure failure;
+        if (!connect(&failure)) {
+            *why = failure.failure.what;
             return false;
         }
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/client/client_context.h"
+#include "host/client/greeting.h"
 #include "host/client/server_link.h"
 #include "host/client/task_runner.h"
 #include "host/errors.h"
@@ -66,7 +67,8 @@ private:
     };
 
     bool ensureConnected(const TaskJob &job, TaskEnd *end);
-    bool settleNoConnection(const TaskJob &job, const ConnectFailure &failure, TaskEnd *end);
+    bool connect(GreetingFailure *failure);
+    bool settleNoConnection(const TaskJob &job, const GreetingFailure &failure, TaskEnd *end);
     void drop(const TaskOutcome &outcome);
     Step settle(const TaskJob &job, TaskEnd *end);
     Step settleRefusal(const TaskJob &job, TaskEnd *end);

@@ -34,8 +34,8 @@ TransferRun::TransferRun(const ClientContext &context, Direction direction)
 
 void TransferRun::use(const RemoteAddress &server)
 {
-    const bool isSame =
-        m_crew && m_crew->server().host == server.host && m_crew->server().port == server.port;
+    const bool isSame = m_crew && m_crew->server().host == server.host && m_crew->server().port == server.port
+        && m_crew->server().user == server.user;
     if (isSame)
         return;
     m_crew.reset();

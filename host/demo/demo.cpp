@@ -60,10 +60,10 @@ bool Demo::prepare()
 
 bool Demo::startServer()
 {
-    m_server = std::make_unique<ChildProcess>(m_modulePath,
-                                              QStringList{QStringLiteral("serve"), m_shareDirectory,
-                                                          QStringLiteral("--listen"),
-                                                          QStringLiteral("127.0.0.1:0")});
+    m_server = std::make_unique<ChildProcess>(
+        m_modulePath,
+        QStringList{QStringLiteral("serve"), m_shareDirectory, QStringLiteral("--listen"),
+                    QStringLiteral("127.0.0.1:0"), QStringLiteral("--token-file"), tokenFile()});
     const QString line = m_server->waitForLine(QStringLiteral("serving "));
     m_port = line.section(QLatin1Char(':'), -1).toUShort();
     if (m_port == 0)
@@ -89,7 +89,7 @@ bool Demo::killDownloadHalfway()
 
 bool Demo::killHalfway(const QStringList &arguments, const QString &target, const QString &what)
 {
-    ChildProcess client(m_modulePath, arguments);
+    ChildProcess client(m_modulePath, arguments + QStringList{QStringLiteral("--token-file"), tokenFile()});
     const QString partial = temporaryPath(target);
     while (sizeOf(partial) < m_size * killPercent / 100 && !client.waitForFinished(0) && client.isRunning()) {
         if (!m_interruption.wait(pollSeconds))
@@ -160,10 +160,23 @@ RemoteAddress Demo::share() const
     return address;
 }
 
+// A token of its own: nothing is left in the home directory.
+QString Demo::tokenFile() const
+{
+    return m_directory.filePath(QStringLiteral("token"));
+}
+
+ClientSettings Demo::clientSettings() const
+{
+    ClientSettings settings;
+    settings.tokenFile = tokenFile();
+    return settings;
+}
+
 TransferSummary Demo::uploadHere()
 {
     ProgressDisplay display{ProgressSettings()};
-    const ClientSettings settings;
+    const ClientSettings settings = clientSettings();
     RunMeter meter;
     Uploader uploader({m_module, settings, display, m_interruption, meter}, share());
     return uploader.upload({m_source}, Uploader::Directories::Refuse);
@@ -172,7 +185,7 @@ TransferSummary Demo::uploadHere()
 TransferSummary Demo::downloadHere()
 {
     ProgressDisplay display{ProgressSettings()};
-    const ClientSettings settings;
+    const ClientSettings settings = clientSettings();
     RunMeter meter;
     Downloader downloader({m_module, settings, display, m_interruption, meter}, downloadDirectory());
     RemoteAddress source = share();

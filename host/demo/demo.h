@@ -43,6 +43,8 @@ private:
     RemoteAddress share() const;
     TransferSummary uploadHere();
     TransferSummary downloadHere();
+    ClientSettings clientSettings() const;
+    QString tokenFile() const;
     QString targetPath() const;
     QString downloadDirectory() const;
     QString downloadedPath() const;

@@ -1,8 +1,12 @@
 #include "host/server/serve_command.h"
 
-#include "host/address.h"
 #include "host/errors.h"
+#include "host/hello/server_hello.h"
+#include "host/hello/token_file.h"
 #include "host/module_locator.h"
+#include "host/server/announcement.h"
+#include "host/server/loop_check.h"
+#include "host/server/serve_settings.h"
 #include "host/server/server.h"
 #include "host/server/server_log.h"
 #include "host/signals.h"
@@ -24,85 +28,10 @@ namespace
 
 constexpr int wantedKernelBuffer = 4 << 20; // bytes; see TransportOptions::udpReceiveBuffer
 
-struct ServeOptions {
-    std::string directory;
-    std::string name;
-    std::string listen = "127.0.0.1:8375";
-    std::string auth;
-    std::string fileMode = "0640";
-    std::string dirMode = "0750";
-    VerifyCacheOptions verifyCache;
-    int maxConnections = ServerSettings().maxConnections;
-    int packetSize = TransportOptions().packetSize;
-    bool verbose = false;
-};
-
-int fail(ExitCode code, const QString &what, const QStringList &hints = {})
+int fail(const Failure &failure)
 {
-    writeStderr(failureText({code, what, hints}));
-    return number(code);
-}
-
-bool parseMode(const std::string &text, int *mode)
-{
-    bool ok = false;
-    *mode = QString::fromStdString(text).toInt(&ok, 8);
-    return ok && *mode > 0 && *mode <= 07777;
-}
-
-// False with the error already told.
-bool settle(const ServeOptions &options, ServerSettings *settings, int *exitCode)
-{
-    const QString directory = QFile::decodeName(QByteArray::fromStdString(options.directory));
-    if (!QFileInfo(directory).isDir()) {
-        *exitCode = fail(ExitCode::Usage, QStringLiteral("%1 is not a directory").arg(escaped(directory)));
-        return false;
-    }
-    settings->share = shareOfDirectory(directory);
-    if (!options.name.empty())
-        settings->share.name = QString::fromStdString(options.name);
-    settings->maxConnections = options.maxConnections;
-    if (!parseMode(options.fileMode, &settings->fileMode)
-        || !parseMode(options.dirMode, &settings->dirMode)) {
-        *exitCode = fail(ExitCode::Usage, QStringLiteral("a mode is an octal number such as 0640"));
-        return false;
-    }
-    static const QString reserved = QStringLiteral(":%/");
-    for (const QChar character : reserved) {
-        if (settings->share.name.contains(character)) {
-            *exitCode =
-                fail(ExitCode::Usage, QStringLiteral("a share's name cannot hold \"%1\"").arg(character));
-            return false;
-        }
-    }
-    return true;
-}
-
-std::optional<SocketAddress> listenAddress(const ServeOptions &options, int *exitCode)
-{
-    QString error;
-    const QString text = QString::fromStdString(options.listen);
-    const std::optional<ListenAddress> wanted = parseListenAddress(text, &error);
-    if (!wanted) {
-        *exitCode = fail(ExitCode::Usage, QStringLiteral("--listen %1: %2").arg(escaped(text), error));
-        return std::nullopt;
-    }
-    const auto addresses = SocketAddress::resolve(wanted->host, wanted->port, AddressFamily::Any, &error);
-    if (addresses.empty()) {
-        *exitCode = fail(ExitCode::Usage, QStringLiteral("--listen %1: %2").arg(escaped(text), error));
-        return std::nullopt;
-    }
-    if (!addresses.front().isLoopback() && options.auth != "none") {
-        *exitCode =
-            fail(ExitCode::Usage,
-                 QStringLiteral("%1 can be reached from other machines, and nothing is asked of "
-                                "those who connect")
-                     .arg(addresses.front().hostText()),
-                 {QStringLiteral("Whoever reaches the port can read and write the share, and data is not "
-                                 "encrypted. On a network you trust, say so with --auth none.")});
-        return std::nullopt;
-    }
-    return addresses.front();
+    writeStderr(failureText(failure));
+    return number(failure.code);
 }
 
 void warnOfSmallKernelBuffers()
@@ -118,42 +47,80 @@ void warnOfSmallKernelBuffers()
                       .arg(bytesText(limit), QString::number(wantedKernelBuffer)));
 }
 
-int serve(const ServeOptions &options, const GlobalOptions &global)
+// The secret that clients have to know. Null without an error when nothing is asked of them.
+std::optional<Token> settleToken(const ServeOptions &options, Announcement *announcement, Failure *failure)
 {
-    int exitCode = number(ExitCode::Success);
-    ServerSettings settings;
-    if (!settle(options, &settings, &exitCode))
-        return exitCode;
-    const std::optional<SocketAddress> address = listenAddress(options, &exitCode);
-    if (!address)
-        return exitCode;
+    const QString path = options.tokenFile.empty()
+        ? defaultTokenFile()
+        : QFileInfo(QFile::decodeName(QByteArray::fromStdString(options.tokenFile))).absoluteFilePath();
+    const bool isThere = QFileInfo::exists(path);
     QString error;
-    const std::unique_ptr<Module> module = loadModule(QString::fromStdString(global.module), &error);
-    if (!module)
-        return fail(ExitCode::Usage, error);
+    std::optional<Token> token;
+    if (isThere || makeTokenFile(path, &error))
+        token = readTokenFile(path, &error);
+    announcement->tokenFile = path;
+    announcement->tokenIsNew = !isThere;
+    if (!token)
+        *failure = {
+            ExitCode::Usage,
+            QStringLiteral("no token for this server: %1").arg(error),
+            {QStringLiteral("--token-file names another place for it; it is made when missing."),
+             QStringLiteral("Where everybody who reaches the port may use the shares: --auth none.")}};
+    return token;
+}
+
+int run(const ServeOptions &options, const Module &module, const ServerSettings &settings,
+        const SocketAddress &address)
+{
+    Announcement announcement;
+    Failure failure;
+    std::optional<Token> token;
+    if (options.auth == "token" && !(token = settleToken(options, &announcement, &failure)))
+        return fail(failure);
 
     installServerLog(options.verbose);
     const UdtLibrary library;
     TransportOptions transport;
     transport.packetSize = options.packetSize;
     Listener listener(transport);
-    if (!listener.open(*address, &error))
-        return fail(ExitCode::Usage, QStringLiteral("cannot listen on %1: %2").arg(address->text(), error),
-                    {QStringLiteral("Is another server running there? --listen chooses another port.")});
+    QString error;
+    if (!listener.open(address, &error))
+        return fail({ExitCode::Usage,
+                     QStringLiteral("cannot listen on %1: %2").arg(address.text(), error),
+                     {QStringLiteral("Is another server running there? --listen chooses another port.")}});
 
     warnOfSmallKernelBuffers();
     const InstalledVerifyCache cache(
         options.verifyCache, [](const QString &sentence) { logServer(QStringLiteral("warning"), sentence); });
-    {
-        Server server(*module, settings, listener);
-        const SignalWatcher watcher([&](int) { server.stop(); });
-        writeStderr(QStringLiteral("serving %1 (%2) on %3\n")
-                        .arg(escaped(settings.share.name), escaped(settings.share.directory),
-                             listener.address().text()));
-        server.run();
-        logServer(QStringLiteral("info"), QStringLiteral("stopping"));
-    }
-    return exitCode;
+    HelloTerms terms;
+    terms.token = token ? &*token : nullptr;
+    terms.moduleKey = module.createHandler()->getKey();
+    for (const Share &share : settings.shares)
+        terms.shares.push_back({share.name, share.rights});
+    Server server(module, settings, terms, listener);
+    const SignalWatcher watcher([&](int) { server.stop(); });
+    announcement.address = listener.address();
+    writeStderr(announcementText(settings, announcement));
+    const LoopCheck loopCheck(settings);
+    server.run();
+    logServer(QStringLiteral("info"), QStringLiteral("stopping"));
+    return number(ExitCode::Success);
+}
+
+int serve(const ServeOptions &options, const GlobalOptions &global)
+{
+    Failure failure;
+    const std::optional<ServerSettings> settings = serverSettings(options, &failure);
+    if (!settings)
+        return fail(failure);
+    const std::optional<SocketAddress> address = listenAddress(options, &failure);
+    if (!address)
+        return fail(failure);
+    QString error;
+    const std::unique_ptr<Module> module = loadModule(QString::fromStdString(global.module), &error);
+    if (!module)
+        return fail({ExitCode::Usage, error, {}});
+    return run(options, *module, *settings, *address);
 }
 
 } // namespace
@@ -161,18 +128,33 @@ int serve(const ServeOptions &options, const GlobalOptions &global)
 void addServeCommand(CLI::App &app, const GlobalOptions &global, int &exitCode)
 {
     const auto options = std::make_shared<ServeOptions>();
-    CLI::App *command = app.add_subcommand("serve",
-                                           "Examples:\n"
-                                           "  vesk serve /srv/incoming\n"
-                                           "  vesk serve /srv/incoming --listen 10.8.0.1:8375 --auth none\n\n"
-                                           "Serves a directory as a share that bears its name.");
-    command->add_option("DIR", options->directory, "the directory to serve")->required();
-    command->add_option("--name", options->name, "name of the share (default: DIR's last component)");
+    options->packetSize = TransportOptions().packetSize;
+    CLI::App *command = app.add_subcommand(
+        "serve",
+        "Examples:\n"
+        "  vesk serve /srv/incoming\n"
+        "  vesk serve /srv/incoming --listen 0.0.0.0\n"
+        "  vesk serve --share in=/srv/in:w --share films=/srv/films:r --listen 10.8.0.1\n\n"
+        "Serves directories as shares, to those who have its token. What to do on the other "
+        "machine is printed at the start.");
+    command->add_option("DIR", options->directory, "a directory to serve; its share bears its name");
+    command->add_option("--name", options->name, "another name for the share of DIR");
+    command
+        ->add_option("--share", options->shares,
+                     "NAME=DIR, with :r, :w or :rw behind it: what clients may do (default: both)")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     command->add_option("--listen", options->listen, "address and UDP port; port 0 takes a free one")
         ->capture_default_str();
     command
-        ->add_option("--auth", options->auth, "who may connect; \"none\" (everybody) is all there is as yet")
-        ->check(CLI::IsMember({"none"}));
+        ->add_option("--auth", options->auth,
+                     "who may connect: those who know the token, or (\"none\") whoever reaches the port")
+        ->check(CLI::IsMember({"token", "none"}))
+        ->capture_default_str();
+    command
+        ->add_option("--token-file", options->tokenFile,
+                     "where the token is; made when missing (default: ~/.config/vesk/token)")
+        ->envname("VESK_TOKEN_FILE");
     command->add_option("--file-mode", options->fileMode, "mode of received files")->capture_default_str();
     command->add_option("--dir-mode", options->dirMode, "mode of directories that uploads go to")
         ->capture_default_str();

@@ -9,11 +9,12 @@
 namespace VESK::Host
 {
 
-/// Accepts connections and gives each a thread. The listener is the caller's, open, and outlives it.
+/// Accepts connections and gives each a thread. The listener and what the terms refer to are the caller's,
+/// and outlive it; the listener is open.
 class Server
 {
 public:
-    Server(const Module &module, const ServerSettings &settings, Listener &listener);
+    Server(const Module &module, const ServerSettings &settings, const HelloTerms &terms, Listener &listener);
     /// Stops, and waits for every connection to end.
     ~Server();
     Server(const Server &) = delete;
@@ -30,8 +31,11 @@ private:
 
     const Module &m_module;
     const ServerSettings m_settings;
+    const HelloTerms m_terms;
     Listener &m_listener;
     RunningUploads m_uploads;
+    GuessDelay m_guesses;
+    std::atomic<int> m_guests{0};
     std::list<std::unique_ptr<ServerConnection>> m_connections; // of the thread in run()
 };
 

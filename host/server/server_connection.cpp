@@ -8,6 +8,10 @@
 #include "vesk_base/message_channel.h"
 #include "vesk_base/message_kind.h"
 
+#include <QtCore/QDateTime>
+
+#include <utility>
+
 namespace VESK::Host
 {
 
@@ -40,6 +44,7 @@ void logTask(VeskBase &handler, bool succeeded)
 
 ServerConnection::ServerConnection(const Context &context, UdtSocket socket, const SocketAddress &peer)
     : m_context(context)
+    , m_socketId(socket.id())
     , m_socket(std::move(socket))
     , m_peer(peer)
     , m_thread([this] { run(); })
@@ -55,8 +60,11 @@ void ServerConnection::stop()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_isStopping = true;
+    m_stopped.notify_all();
     if (m_handler)
         (void)m_handler->pause(); // it fails only without a socket, and ours has one
+    else
+        (void)UDT::close(m_socketId); // ends the wait for the next message; closed already is as good
 }
 
 void ServerConnection::pauseTask()
@@ -77,38 +85,141 @@ void ServerConnection::run()
 {
     const LoggedClient client(m_peer.text());
     logServer(QStringLiteral("debug"), QStringLiteral("connected"));
-    Next next = Next::AnotherTask;
+    Next next = admit();
+    MessageChannel channel(m_socket.id());
     while (next == Next::AnotherTask)
-        next = serveTask();
+        next = serveMessage(channel);
     if (next == Next::CloseAfterDelivery && m_socket.isConnected())
         setLinger(m_socket.id(), deliverySeconds);
+    if (m_isGuest)
+        --m_context.guests; // before the client can see the end, and come again
     m_socket.close();
     logServer(QStringLiteral("debug"), QStringLiteral("disconnected"));
     m_isFinished = true;
 }
 
-void ServerConnection::configure(VeskBase &handler) const
+// What a connection opens with. A stranger has little time and room for it, unless everybody is welcome: then
+// a client without a hello may hash its file for as long as it wants before it says anything.
+ServerConnection::Next ServerConnection::admit()
 {
-    const ServerSettings &settings = m_context.settings;
-    const ParamMap params = {
+    MessageChannel channel(m_socket.id());
+    if (m_context.terms.token)
+        channel.limit(maxHelloBytes, std::chrono::steady_clock::now() + m_context.terms.limit);
+    Message first;
+    if (!channel.recvAny(first.kind, first.text)) {
+        logServer(QStringLiteral("debug"), QStringLiteral("said nothing that opens a connection"));
+        return m_socket.isConnected() ? refuseAndClose(ErrorType::badRequest()) : Next::Close;
+    }
+    if (first.kind != number(HostMessage::ClientHello))
+        return admitWithoutHello(first);
+    // Said here, the client hears it before it gets ready for a task.
+    if (m_context.guests >= m_context.settings.maxConnections)
+        return refuseAndClose(ErrorType::tooManyConnections());
+    channel.limit(maxHelloBytes, std::chrono::steady_clock::now() + m_context.terms.limit);
+    return judgeReception(receiveHello(channel, m_context.terms, first.text));
+}
+
+ServerConnection::Next ServerConnection::admitWithoutHello(const Message &first)
+{
+    if (first.kind != number(MessageKind::TaskParam))
+        return refuseAndClose(ErrorType::badRequest());
+    if (m_context.terms.token)
+        return refuseAndClose(ErrorType::helloRequired());
+    m_pending = first;
+    return takePlace();
+}
+
+ServerConnection::Next ServerConnection::judgeReception(const Reception &reception)
+{
+    switch (reception.result) {
+    case Reception::Result::Admitted:
+        break;
+    case Reception::Result::Refused:
+        return refuseAndClose(reception.errorType);
+    case Reception::Result::NotProven:
+        return punish();
+    case Reception::Result::Gone:
+        // A client that has another token sees so in our answer, and leaves.
+        logServer(QStringLiteral("warning"), QStringLiteral("left during the hello"));
+        return Next::Close;
+    }
+    m_user = reception.user;
+    logServer(QStringLiteral("debug"),
+              QStringLiteral("hello of %1, version %2").arg(reception.user, reception.version));
+    return takePlace();
+}
+
+ServerConnection::Next ServerConnection::takePlace()
+{
+    if (++m_context.guests > m_context.settings.maxConnections) {
+        --m_context.guests;
+        return refuseAndClose(ErrorType::tooManyConnections());
+    }
+    m_isGuest = true;
+    return Next::AnotherTask;
+}
+
+// Only this client's thread waits.
+ServerConnection::Next ServerConnection::punish()
+{
+    const std::optional<GuessDelay::Wait> wait = m_context.guesses.begin(m_peer, GuessDelay::Clock::now());
+    if (!wait) {
+        logServer(QStringLiteral("warning"), QStringLiteral("wrong token, one of many: no answer"));
+        return Next::Close;
+    }
+    logServer(QStringLiteral("warning"),
+              QStringLiteral("wrong token, answered in %1 ms").arg(wait->duration().count()));
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        if (m_stopped.wait_for(lock, wait->duration(), [this] { return m_isStopping; }))
+            return Next::Close;
+    }
+    return refuseAndClose(ErrorType::notAllowed());
+}
+
+void ServerConnection::configure(VeskBase &handler, const Share *share) const
+{
+    ParamMap params = {
         {QStringLiteral("endPoint"), QStringLiteral("server")},
         {QStringLiteral("serverSocket"), QString::number(m_socket.id())},
-        {QStringLiteral("mountPath"), settings.share.directory},
-        {QStringLiteral("appPath"), applicationTable(settings.share)},
-        {QStringLiteral("fileMod"), octal(settings.fileMode)},
-        {QStringLiteral("dirMod"), octal(settings.dirMode)},
         {QStringLiteral("clientIp"), m_peer.hostText()},
         {QStringLiteral("clientPort"), QString::number(m_peer.port())},
     };
+    if (share) {
+        params.insert(QStringLiteral("mountPath"), share->directory);
+        params.insert(QStringLiteral("appPath"), applicationTable(*share));
+        params.insert(QStringLiteral("fileMod"), octal(share->fileMode));
+        params.insert(QStringLiteral("dirMod"), octal(share->dirMode));
+    }
     (void)handler.setParams(params); // a host's own map is never refused
 }
 
-ServerConnection::Next ServerConnection::serveTask()
+ServerConnection::Next ServerConnection::serveMessage(MessageChannel &channel)
 {
+    Message message;
+    if (m_pending) {
+        message = *std::exchange(m_pending, std::nullopt);
+    } else if (!channel.recvAny(message.kind, message.text)) {
+        // Something came that is no message, or is no text.
+        return m_socket.isConnected() ? refuseAndClose(ErrorType::badRequest()) : Next::Close;
+    }
+    if (message.kind == number(MessageKind::TaskParam))
+        return serveTask(message);
+    if (message.kind != number(HostMessage::Ping))
+        return refuseAndClose(ErrorType::badRequest());
+    const QString pong = pongText(QDateTime::currentMSecsSinceEpoch());
+    return channel.send(number(HostMessage::Pong), pong) ? Next::AnotherTask : Next::Close;
+}
+
+ServerConnection::Next ServerConnection::serveTask(const Message &message)
+{
+    const ParamMap task = VeskBase::unSerializeParam(message.text);
+    const Share *const share = m_context.settings.findShare(task.value(QStringLiteral("appKey")));
     const Module::Handler handler = m_context.module.createHandler();
-    configure(*handler);
-    TaskGate gate(m_context.settings, m_context.uploads, {m_socket.id(), m_peer, [this] { pauseTask(); }});
+    configure(*handler, share);
+    TaskGate gate(share, m_context.uploads, {m_socket.id(), m_peer, m_user, [this] { pauseTask(); }});
     handler->setTaskPolicy([&gate](const ParamMap &taskParam) { return gate.judge(taskParam); });
+    handler->handOn(message.kind, message.text);
 
     const bool mayRun = publish(handler.get());
     const bool succeeded = mayRun && handler->process();
@@ -118,6 +229,11 @@ ServerConnection::Next ServerConnection::serveTask()
     if (succeeded)
         return Next::AnotherTask;
     return mayRun ? afterFailure(*handler, gate) : Next::Close;
+}
+
+ServerConnection::Next ServerConnection::refuseAndClose(const QString &errorType)
+{
+    return sendRefusal(errorType) ? Next::CloseAfterDelivery : Next::Close;
 }
 
 // The handler of a failed operation has said nothing to the client, which may be waiting for an answer.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "host/hello/server_hello.h"
+#include "host/server/guess_delay.h"
 #include "host/server/running_uploads.h"
 #include "host/server/server_settings.h"
 #include "transport/udt_socket.h"
@@ -7,7 +9,9 @@
 #include "vesk_base/module.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 namespace VESK::Host
@@ -15,8 +19,8 @@ namespace VESK::Host
 
 class TaskGate;
 
-/// Serves one client's tasks, one after another, on a thread of its own, until the client says "return",
-/// the connection ends, or `stop` is called.
+/// Serves one client on a thread of its own: its hello, then its tasks one after another, until the client
+/// says "return", the connection ends, or `stop` is called.
 class ServerConnection
 {
 public:
@@ -24,7 +28,10 @@ public:
     struct Context {
         const Module &module;
         const ServerSettings &settings;
+        const HelloTerms &terms;
         RunningUploads &uploads;
+        GuessDelay &guesses;
+        std::atomic<int> &guests; ///< connections whose clients have been admitted
     };
 
     ServerConnection(const Context &context, UdtSocket socket, const SocketAddress &peer);
@@ -41,19 +48,38 @@ public:
 private:
     enum class Next { AnotherTask, Close, CloseAfterDelivery };
 
+    struct Message {
+        int kind = 0;
+        QString text;
+    };
+
     void run();
-    Next serveTask();
+    Next admit();
+    Next admitWithoutHello(const Message &first);
+    Next judgeReception(const Reception &reception);
+    Next takePlace();
+    Next punish();
+    Next serveMessage(MessageChannel &channel);
+    Next serveTask(const Message &message);
+    Next refuseAndClose(const QString &errorType);
     Next afterFailure(VeskBase &handler, const TaskGate &gate);
     bool sendRefusal(const QString &errorType);
-    void configure(VeskBase &handler) const;
+    void configure(VeskBase &handler, const Share *share) const;
     bool publish(VeskBase *handler);
     void pauseTask();
 
     const Context m_context;
+    const UDTSOCKET m_socketId; // for stop(), whatever becomes of m_socket
     UdtSocket m_socket;
     const SocketAddress m_peer;
 
+    // Of the connection's thread.
+    std::optional<Message> m_pending; // a task that came in place of a hello
+    QString m_user; // as the client says; empty without a hello
+    bool m_isGuest = false; // counted in Context::guests
+
     std::mutex m_mutex; // guards the two below
+    std::condition_variable m_stopped;
     VeskBase *m_handler = nullptr; // of the running task; pause() is called on it
     bool m_isStopping = false;
 

@@ -2,17 +2,24 @@
 
 #include "host/server/share.h"
 
-#include <QtCore/QString>
+#include <algorithm>
+#include <vector>
 
 namespace VESK::Host
 {
 
-/// What a server gives to every task.
+/// What a server offers, and how much of it at a time.
 struct ServerSettings {
-    Share share;
-    int fileMode = 0640;
-    int dirMode = 0750;
+    std::vector<Share> shares; ///< no two of one name
     int maxConnections = 64; ///< each may take the transport's buffers
+
+    /// Null when there is none of that name.
+    const Share *findShare(const QString &name) const
+    {
+        const auto found = std::find_if(shares.begin(), shares.end(),
+                                        [&](const Share &share) { return share.name == name; });
+        return found == shares.end() ? nullptr : &*found;
+    }
 };
 
 } // namespace VESK::Host

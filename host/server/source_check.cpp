@@ -16,9 +16,9 @@ namespace
 {
 
 // Resolved in the same way as the handler does.
-QString sourceDirectory(const ServerSettings &settings, const ParamMap &taskParam)
+QString sourceDirectory(const Share &share, const ParamMap &taskParam)
 {
-    const QString root = joinPath(settings.share.directory, taskParam.value(QStringLiteral("rootPath")));
+    const QString root = joinPath(share.directory, taskParam.value(QStringLiteral("rootPath")));
     return joinPath(root, taskParam.value(QStringLiteral("srcPath")));
 }
 
@@ -29,10 +29,10 @@ bool mayAccess(const QString &path, int mode)
 
 } // namespace
 
-QString findDownloadObstacle(const ServerSettings &settings, const ParamMap &taskParam)
+QString findDownloadObstacle(const Share &share, const ParamMap &taskParam)
 {
     const QString name = taskParam.value(QStringLiteral("fileName"));
-    const QString path = joinPath(sourceDirectory(settings, taskParam), name);
+    const QString path = joinPath(sourceDirectory(share, taskParam), name);
     const QFileInfo info(path);
     if (!info.exists())
         return ErrorType::fileNotExist();
@@ -43,9 +43,9 @@ QString findDownloadObstacle(const ServerSettings &settings, const ParamMap &tas
     return mayAccess(path, R_OK) ? QString() : ErrorType::notReadable();
 }
 
-QString findListObstacle(const ServerSettings &settings, const ParamMap &taskParam)
+QString findListObstacle(const Share &share, const ParamMap &taskParam)
 {
-    const QString path = sourceDirectory(settings, taskParam);
+    const QString path = sourceDirectory(share, taskParam);
     const QFileInfo info(path);
     if (!info.exists())
         return ErrorType::noSuchDirectory();

@@ -72,14 +72,14 @@ bool modesCanBeSet(const UploadTarget &target, QString directory, int mode)
     return true;
 }
 
-QString findDirectoryObstacle(const ServerSettings &settings, const UploadTarget &target)
+QString findDirectoryObstacle(const Share &share, const UploadTarget &target)
 {
     const QString existing = deepestExisting(target.directory);
     if (!QFileInfo(existing).isDir())
         return ErrorType::notDirectory();
     if (::access(QFile::encodeName(existing).constData(), W_OK | X_OK) != 0)
         return ErrorType::notWritable();
-    return modesCanBeSet(target, existing, settings.dirMode) ? QString() : ErrorType::notWritable();
+    return modesCanBeSet(target, existing, share.dirMode) ? QString() : ErrorType::notWritable();
 }
 
 bool hasSpace(const UploadTarget &target)
@@ -100,10 +100,10 @@ bool hasSpace(const UploadTarget &target)
 
 } // namespace
 
-UploadTarget uploadTarget(const ServerSettings &settings, const ParamMap &taskParam)
+UploadTarget uploadTarget(const Share &share, const ParamMap &taskParam)
 {
     UploadTarget target;
-    target.base = joinPath(settings.share.directory, value(taskParam, "rootPath"));
+    target.base = joinPath(share.directory, value(taskParam, "rootPath"));
     target.path = joinPath(joinPath(target.base, value(taskParam, "destPath")), value(taskParam, "fileName"));
     target.directory = QFileInfo(target.path).path();
     bool ok = false;
@@ -112,7 +112,7 @@ UploadTarget uploadTarget(const ServerSettings &settings, const ParamMap &taskPa
     return target;
 }
 
-QString findObstacle(const ServerSettings &settings, const UploadTarget &target)
+QString findObstacle(const Share &share, const UploadTarget &target)
 {
     if (target.fileSize < 0)
         return ErrorType::badRequest();
@@ -121,20 +121,20 @@ QString findObstacle(const ServerSettings &settings, const UploadTarget &target)
         return badName;
     if (QFileInfo(target.path).isDir())
         return ErrorType::isDirectory();
-    const QString obstacle = findDirectoryObstacle(settings, target);
+    const QString obstacle = findDirectoryObstacle(share, target);
     if (!obstacle.isEmpty())
         return obstacle;
     return hasSpace(target) ? QString() : ErrorType::noSpace();
 }
 
-QString findCreateDirObstacle(const ServerSettings &settings, const ParamMap &taskParam)
+QString findCreateDirObstacle(const Share &share, const ParamMap &taskParam)
 {
     UploadTarget target;
-    target.base = joinPath(settings.share.directory, value(taskParam, "rootPath"));
+    target.base = joinPath(share.directory, value(taskParam, "rootPath"));
     target.directory = joinPath(target.base, value(taskParam, "destPath"));
     if (hasTooLongName(target.directory))
         return ErrorType::nameTooLong();
-    return findDirectoryObstacle(settings, target);
+    return findDirectoryObstacle(share, target);
 }
 
 } // namespace VESK::Host

@@ -2,7 +2,7 @@
 
 #include "vesk_base/param_map.h"
 
-#include "host/server/server_settings.h"
+#include "host/server/share.h"
 
 #include <QtCore/QString>
 
@@ -18,14 +18,14 @@ struct UploadTarget {
 };
 
 /// Resolves an upload's parameters in the same way as the handler does.
-UploadTarget uploadTarget(const ServerSettings &settings, const ParamMap &taskParam);
+UploadTarget uploadTarget(const Share &share, const ParamMap &taskParam);
 
 /// The error type of what would make this upload fail after it was accepted, when the client could only
 /// be cut off: a bad name, a directory that cannot be made, written to or given its mode, too little
 /// space. Empty when nothing speaks against it.
-QString findObstacle(const ServerSettings &settings, const UploadTarget &target);
+QString findObstacle(const Share &share, const UploadTarget &target);
 
 /// The same for the creation of a directory.
-QString findCreateDirObstacle(const ServerSettings &settings, const ParamMap &taskParam);
+QString findCreateDirObstacle(const Share &share, const ParamMap &taskParam);
 
 } // namespace VESK::Host

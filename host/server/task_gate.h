@@ -1,7 +1,7 @@
 #pragma once
 
 #include "host/server/running_uploads.h"
-#include "host/server/server_settings.h"
+#include "host/server/share.h"
 
 #include "vesk_base/param_map.h"
 
@@ -18,10 +18,12 @@ public:
     struct Client {
         UDTSOCKET socket = UDT::INVALID_SOCK;
         SocketAddress address;
+        QString user; ///< who said hello; empty when nobody did
         std::function<void()> pause; ///< stops the task; any thread
     };
 
-    TaskGate(const ServerSettings &settings, RunningUploads &uploads, Client client);
+    /// `share` is the one that the task names; null when there is none of that name.
+    TaskGate(const Share *share, RunningUploads &uploads, Client client);
     ~TaskGate();
     TaskGate(const TaskGate &) = delete;
     TaskGate &operator=(const TaskGate &) = delete;
@@ -33,9 +35,10 @@ public:
     bool wasAsked() const { return m_wasAsked; }
 
 private:
+    QString judgeClaims(const ParamMap &taskParam) const;
     QString judgeUpload(const ParamMap &taskParam);
 
-    const ServerSettings &m_settings;
+    const Share *const m_share;
     RunningUploads &m_uploads;
     const Client m_client;
     bool m_wasAsked = false;

@@ -33,7 +33,7 @@ TEST(HelpTest, BeginsWithExamples)
 {
     for (const QString &verb :
          {QString(), QStringLiteral("serve"), QStringLiteral("put"), QStringLiteral("get"),
-          QStringLiteral("ls"), QStringLiteral("mkdir"), QStringLiteral("demo")}) {
+          QStringLiteral("ls"), QStringLiteral("mkdir"), QStringLiteral("ping"), QStringLiteral("demo")}) {
         QStringList arguments = {QStringLiteral("--help")};
         if (!verb.isEmpty())
             arguments.prepend(verb);

@@ -8,7 +8,7 @@ using namespace VESK::Test;
 namespace
 {
 
-const QStringList verbs = {"serve", "put", "get", "ls", "mkdir", "demo", "version", "help"};
+const QStringList verbs = {"serve", "put", "get", "ls", "mkdir", "ping", "demo", "version", "help"};
 
 TEST(Help, ListsEachVerbInOneLine)
 {

@@ -54,7 +54,8 @@ private:
 class ServerProgram
 {
 public:
-    /// Starts it and waits until it is ready. Port 0: any free one.
+    /// Starts it and waits until it is ready. Port 0: any free one. `directory` may be empty when `more`
+    /// names shares.
     explicit ServerProgram(const QString &directory, quint16 port = 0, const QStringList &more = {},
                            const QStringList &wrapper = {});
 

@@ -1,5 +1,7 @@
 #include "tests/host/scripted_server.h"
 
+#include "host/hello/server_hello.h"
+
 #include "tests/support/udt_pair.h"
 #include "tests/support/udt_ports.h"
 
@@ -33,13 +35,24 @@ void ScriptedServer::serve()
         serveClient();
 }
 
+// Takes everybody, and offers no shares by name.
+bool ScriptedServer::sayHello(ScriptedPeer &peer)
+{
+    const Host::HelloTerms terms{nullptr, QStringLiteral("VESK-2.0.0"), {}};
+    QString hello;
+    MessageChannel channel(peer.socket());
+    return channel.recv(number(Host::HostMessage::ClientHello), hello)
+        && Host::receiveHello(channel, terms, hello).result == Host::Reception::Result::Admitted;
+}
+
 void ScriptedServer::serveClient()
 {
     const UDTSOCKET socket = UDT::accept(listener(), nullptr, nullptr);
     if (socket == UDT::INVALID_SOCK)
         return;
     ScriptedPeer peer(socket, QStringLiteral("server"));
-    m_script(peer);
+    if (sayHello(peer))
+        m_script(peer);
     (void)waitUntilDelivered(socket); // the client may have left on purpose
     (void)UDT::close(socket);
 }

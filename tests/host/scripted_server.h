@@ -10,7 +10,8 @@
 namespace VESK::Test
 {
 
-/// A server that says to its clients what the test tells it to, on a thread of its own.
+/// A server that says to its clients what the test tells it to, after an ordinary hello, on a thread of its
+/// own.
 class ScriptedServer
 {
 public:
@@ -28,6 +29,7 @@ public:
 private:
     void serve();
     void serveClient();
+    static bool sayHello(ScriptedPeer &peer);
 
     const std::function<void(ScriptedPeer &)> m_script;
     const int m_clients;

@@ -1,5 +1,5 @@
 #include "host/error_type.h"
-#include "host/server/server_settings.h"
+#include "host/server/share.h"
 #include "host/server/target_check.h"
 
 #include "tests/support/temp_dir.h"
@@ -21,7 +21,7 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_directory.mkdir(QStringLiteral("share")));
-        m_settings.share = shareOfDirectory(m_directory.path(QStringLiteral("share")));
+        m_share = shareOfDirectory(m_directory.path(QStringLiteral("share")));
     }
 
     QString obstacle(const QString &destination, const QString &name,
@@ -32,11 +32,11 @@ protected:
             {QStringLiteral("fileName"), name},
             {QStringLiteral("fileSize"), size},
         };
-        return findObstacle(m_settings, uploadTarget(m_settings, params));
+        return findObstacle(m_share, uploadTarget(m_share, params));
     }
 
     TempDir m_directory;
-    ServerSettings m_settings;
+    Share m_share;
 };
 
 TEST(ShareTest, BearsTheNameOfItsDirectory)
@@ -54,14 +54,13 @@ TEST(ShareTest, StandsInTheTableWithoutReservedCharactersOfItsPath)
 
 TEST(UploadTargetTest, IsJoinedAsTheHandlerJoinsIt)
 {
-    ServerSettings settings;
-    settings.share = shareOfDirectory(QStringLiteral("/srv/in"));
+    const Share share = shareOfDirectory(QStringLiteral("/srv/in"));
     const ParamMap params = {
         {QStringLiteral("rootPath"), QStringLiteral("/r/")},
         {QStringLiteral("destPath"), QStringLiteral("d//e")},
         {QStringLiteral("fileName"), QStringLiteral("f")},
     };
-    const UploadTarget target = uploadTarget(settings, params);
+    const UploadTarget target = uploadTarget(share, params);
     EXPECT_EQ(target.base, QStringLiteral("/srv/in/r"));
     EXPECT_EQ(target.directory, QStringLiteral("/srv/in/r/d/e"));
     EXPECT_EQ(target.path, QStringLiteral("/srv/in/r/d/e/f"));

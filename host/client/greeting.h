@@ -1,0 +1,23 @@
+#pragma once
+
+#include "host/client/client_context.h"
+#include "host/errors.h"
+#include "host/hello/client_hello.h"
+
+namespace VESK::Host
+{
+
+/// A connection on which the server said no, or nothing.
+struct GreetingFailure {
+    Failure failure;
+    bool mayRepeat = false; ///< another attempt may end better
+    bool isFull = false; ///< the server has as many connections as it takes
+};
+
+/// Says hello on a new connection to `remote`, before its first task. Nothing on failure, with the reason in
+/// `failure`; the connection can only be closed then, and an interruption has closed it already. Any thread,
+/// one at a time for an interruption.
+std::optional<Welcome> greet(UDTSOCKET socket, const ClientContext &context, const RemoteAddress &remote,
+                             GreetingFailure *failure);
+
+} // namespace VESK::Host

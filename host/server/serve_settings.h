@@ -1,0 +1,35 @@
+#pragma once
+
+#include "host/errors.h"
+#include "host/server/server_settings.h"
+#include "host/verify_cache/verify_cache_options.h"
+#include "transport/socket_address.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace VESK::Host
+{
+
+/// The options of `vesk serve` as they stand on the command line.
+struct ServeOptions {
+    std::string directory;
+    std::string name;
+    std::vector<std::string> shares;
+    std::string listen = "127.0.0.1:8375";
+    std::string auth = "token";
+    std::string tokenFile;
+    std::string fileMode = "0640";
+    std::string dirMode = "0750";
+    VerifyCacheOptions verifyCache;
+    int maxConnections = ServerSettings().maxConnections;
+    int packetSize = 0; ///< bytes
+    bool verbose = false;
+};
+
+/// What the options ask for. Nothing on failure, with what to tell in `failure`.
+std::optional<ServerSettings> serverSettings(const ServeOptions &options, Failure *failure);
+std::optional<SocketAddress> listenAddress(const ServeOptions &options, Failure *failure);
+
+} // namespace VESK::Host
