@@ -7,6 +7,7 @@
 #include "host/help.h"
 #include "host/server/serve_command.h"
 #include "host/signals.h"
+#include "host/standard_streams.h"
 #include "host/text.h"
 #include "host/version.h"
 
@@ -61,12 +62,13 @@ int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    occupyStandardStreams();
     holdSignals();
     QCoreApplication application(argc, argv);
     // File names are bytes, and theirs are taken as UTF-8 whatever the locale: services often have none.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     try {
-        return run(argc, argv);
+        return exitCodeWithStdout(run(argc, argv));
     } catch (const std::exception &error) {
         writeStderr(QStringLiteral("error: internal error: %1\n").arg(QString::fromLocal8Bit(error.what())));
     }
