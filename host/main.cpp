@@ -2,6 +2,7 @@
 #include "host/client/ls_command.h"
 #include "host/client/mkdir_command.h"
 #include "host/client/put_command.h"
+#include "host/completion/completion_command.h"
 #include "host/config/config_command.h"
 #include "host/demo/demo_command.h"
 #include "host/exit_code.h"
@@ -52,6 +53,7 @@ void addVerbs(CLI::App &app, GlobalOptions &global, int &exitCode)
     addMkdirCommand(app, global, exitCode);
     addDemoCommand(app, global, exitCode);
     addConfigCommand(app, global, exitCode, addVerbs);
+    addCompletionCommand(app, exitCode);
     addVersionCommand(app, global, exitCode);
     addHelpCommand(app, exitCode);
 }
