@@ -1,9 +1,10 @@
 #include "host/help.h"
 
 #include "host/exit_code.h"
+#include "host/help_page.h"
 #include "host/text.h"
+#include "host/usage_failure.h"
 
-#include <sstream>
 #include <vector>
 
 namespace VESK::Host
@@ -12,50 +13,56 @@ namespace VESK::Host
 namespace
 {
 
-/// What the text after the examples says first.
-std::string summaryOf(const std::string &description)
+struct HelpOptions {
+    std::vector<std::string> verbs; // a verb, and perhaps a verb of it
+    bool all = false;
+};
+
+std::string prefixOf(const CLI::App &command)
 {
-    const std::size_t blankLine = description.rfind("\n\n");
-    const std::string text = blankLine == std::string::npos ? description : description.substr(blankLine + 2);
-    return text.substr(0, text.find_first_of(".,:"));
+    const CLI::App *parent = command.get_parent();
+    if (!parent)
+        return {};
+    const std::string above = prefixOf(*parent);
+    return (above.empty() ? std::string() : above + ' ') + parent->get_name();
 }
 
-void printHelp(const CLI::App &app, const std::string &verb, int &exitCode)
+int printHelp(const CLI::App &root, const HelpOptions &options)
 {
-    if (verb.empty()) {
-        // app.help() would explain the verb that was given, which is "help".
-        const std::string text =
-            app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal);
-        writeStdout(QString::fromStdString(text));
-        return;
+    const CLI::App *command = &root;
+    for (const std::string &name : options.verbs) {
+        const auto found = command->get_subcommands(
+            [&](const CLI::App *candidate) { return candidate->get_name() == name; });
+        if (found.empty()) {
+            writeStderr(failureText(unknownVerb(*command, name)));
+            return number(ExitCode::Usage);
+        }
+        command = found.front();
     }
-    const auto isWanted = [&](const CLI::App *candidate) { return candidate->get_name() == verb; };
-    const std::vector<const CLI::App *> found = app.get_subcommands(isWanted);
-    if (!found.empty()) {
-        writeStdout(QString::fromStdString(found.front()->help(app.get_name())));
-        return;
-    }
-    writeStderr(QStringLiteral("error: there is no verb \"%1\".\n  - vesk help lists all.\n")
-                    .arg(escaped(QString::fromStdString(verb))));
-    exitCode = number(ExitCode::Usage);
+    const HelpExtent extent = options.all ? HelpExtent::Full : HelpExtent::Screen;
+    writeStdout(QString::fromStdString(helpPage(*command, prefixOf(*command), extent)));
+    return number(ExitCode::Success);
 }
 
 } // namespace
 
-std::string HelpFormatter::make_subcommand(const CLI::App *verb) const
+std::string HelpFormatter::make_help(const CLI::App *command, std::string, CLI::AppFormatMode mode) const
 {
-    std::stringstream out;
-    CLI::detail::format_help(out, verb->get_display_name(true), summaryOf(verb->get_description()),
-                             column_width_);
-    return out.str();
+    return helpPage(*command, prefixOf(*command),
+                    mode == CLI::AppFormatMode::All ? HelpExtent::Full : HelpExtent::Screen);
 }
 
 void addHelpCommand(CLI::App &app, int &exitCode)
 {
-    const auto verb = std::make_shared<std::string>();
-    CLI::App *const help = app.add_subcommand("help", "Explains a verb.");
-    help->add_option("VERB", *verb, "the verb; without one, all are listed");
-    help->callback([&app, &exitCode, verb] { printHelp(app, *verb, exitCode); });
+    const auto options = std::make_shared<HelpOptions>();
+    CLI::App *const help = app.add_subcommand("help",
+                                              "Examples:\n"
+                                              "  vesk help put\n"
+                                              "  vesk help put --all\n\n"
+                                              "Explains a verb.");
+    help->add_option("VERB", options->verbs, "the verb; without one, all are listed");
+    help->add_flag("--all", options->all, "explain all options");
+    help->callback([&app, &exitCode, options] { exitCode = printHelp(app, *options); });
 }
 
 } // namespace VESK::Host

@@ -9,11 +9,11 @@ namespace VESK::Host
 {
 
 /// Descriptions of verbs begin with examples and end, after a blank line, with what the verb does. This
-/// formatter shows all of it on the verb's own page, and one line a verb in the list of them.
+/// formatter makes pages of them; see helpPage().
 class HelpFormatter : public CLI::Formatter
 {
 public:
-    std::string make_subcommand(const CLI::App *verb) const override;
+    std::string make_help(const CLI::App *command, std::string name, CLI::AppFormatMode mode) const override;
 };
 
 /// Adds the verb `help [VERB]`. What it asks for is printed to stdout; `exitCode` tells of an unknown verb.

@@ -3,13 +3,18 @@
 #include "host/client/mkdir_command.h"
 #include "host/client/ping_command.h"
 #include "host/client/put_command.h"
+#include "host/completion/completion_command.h"
+#include "host/config/config_command.h"
 #include "host/demo/demo_command.h"
 #include "host/exit_code.h"
 #include "host/help.h"
 #include "host/server/serve_command.h"
 #include "host/signals.h"
+#include "host/standard_streams.h"
 #include "host/text.h"
+#include "host/usage_failure.h"
 #include "host/version.h"
+#include "host/version_command.h"
 
 #include <CLI/CLI.hpp>
 #include <QtCore/QCoreApplication>
@@ -17,29 +22,31 @@
 
 #include <cstdlib>
 #include <exception>
+#include <sstream>
 
 namespace
 {
 
 using namespace VESK::Host;
 
-int run(int argc, char **argv)
+void addVerbs(CLI::App &app, GlobalOptions &global, int &exitCode)
 {
-    CLI::App app("Examples:\n"
-                 "  vesk demo                              see it work on this machine\n"
-                 "  vesk serve /srv/incoming               offer a directory\n"
-                 "  vesk put film.mkv nas:incoming         upload a file\n"
-                 "  vesk get nas:incoming/film.mkv .       download it\n"
-                 "  vesk ls nas:incoming                   list what is there\n\n"
-                 "Moves large files over long, fast, lossy lines.",
-                 "vesk");
-    int exitCode = number(ExitCode::Success);
-    GlobalOptions global;
+    app.description("Examples:\n"
+                    "  vesk demo                              see it work on this machine\n"
+                    "  vesk serve /srv/incoming               offer a directory\n"
+                    "  vesk put film.mkv nas:incoming         upload a file\n"
+                    "  vesk get nas:incoming/film.mkv .       download it\n"
+                    "  vesk ls nas:incoming                   list what is there\n\n"
+                    "Moves large files over long, fast, lossy lines.");
     app.formatter(std::make_shared<HelpFormatter>());
+    app.set_help_flag("-h,--help", "explain what is needed most");
+    app.set_help_all_flag("--help-all", "explain all options");
     app.require_subcommand(1);
     app.fallthrough();
-    app.add_option("--module", global.module, "the handler module to use")->envname("VESK_MODULE");
-    app.set_version_flag("--version", "vesk " + programVersion().toStdString());
+    app.add_option("--config", global.config, "the configuration (default: ~/.config/vesk/vesk.toml)")
+        ->type_name("FILE");
+    app.add_option("--module", global.module, "the handler module to use")->type_name("FILE");
+    app.set_version_flag("--version", "vesk " + programVersion().toStdString(), "print the version");
     addServeCommand(app, global, exitCode);
     addPutCommand(app, global, exitCode);
     addGetCommand(app, global, exitCode);
@@ -47,28 +54,43 @@ int run(int argc, char **argv)
     addMkdirCommand(app, global, exitCode);
     addPingCommand(app, global, exitCode);
     addDemoCommand(app, global, exitCode);
-    app.add_subcommand("version", "Prints the version.")->callback([] {
-        writeStdout(QStringLiteral("vesk %1\n").arg(programVersion()));
-    });
+    addConfigCommand(app, global, exitCode, addVerbs);
+    addCompletionCommand(app, exitCode);
+    addVersionCommand(app, global, exitCode);
     addHelpCommand(app, exitCode);
+}
+
+int run(int argc, char **argv)
+{
+    ConfiguredApp app(addVerbs);
     try {
-        app.parse(argc, argv);
+        app.parseArguments(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? exitCode : number(ExitCode::Usage);
+        if (error.get_exit_code() != 0) {
+            writeStderr(failureText(usageFailure(app, error)));
+            return number(ExitCode::Usage);
+        }
+        std::ostringstream text; // of a page that was asked for
+        app.exit(error, text, text);
+        writeStdout(QString::fromStdString(text.str()));
+    } catch (const ConfigError &error) {
+        writeStderr(failureText(error.failure()));
+        return number(error.failure().code);
     }
-    return exitCode;
+    return app.exitCode();
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
+    occupyStandardStreams();
     holdSignals();
     QCoreApplication application(argc, argv);
     // File names are bytes, and theirs are taken as UTF-8 whatever the locale: services often have none.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     try {
-        return run(argc, argv);
+        return exitCodeWithStdout(run(argc, argv));
     } catch (const std::exception &error) {
         writeStderr(QStringLiteral("error: internal error: %1\n").arg(QString::fromLocal8Bit(error.what())));
     }

@@ -1,6 +1,8 @@
 #include "host/text.h"
 
 #include <array>
+#include <atomic>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 
@@ -38,12 +40,14 @@ QString escapeOf(QChar character)
     }
 }
 
-void writeTo(std::FILE *file, const QString &text)
+std::atomic<int> firstStdoutError{0}; // errno of the first write to stdout that failed
+
+// False with errno set.
+bool writeTo(std::FILE *file, const QString &text)
 {
     const QByteArray bytes = text.toUtf8();
-    (void)std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()),
-                      file); // nowhere to report it
-    (void)std::fflush(file);
+    const auto size = static_cast<std::size_t>(bytes.size());
+    return std::fwrite(bytes.constData(), 1, size, file) == size && std::fflush(file) == 0;
 }
 
 } // namespace
@@ -111,12 +115,19 @@ QString countText(qint64 count, const QString &noun)
 
 void writeStderr(const QString &text)
 {
-    writeTo(stderr, text);
+    (void)writeTo(stderr, text); // nowhere to report it
 }
 
 void writeStdout(const QString &text)
 {
-    writeTo(stdout, text);
+    int expected = 0;
+    if (!writeTo(stdout, text))
+        firstStdoutError.compare_exchange_strong(expected, errno);
+}
+
+int stdoutError()
+{
+    return firstStdoutError;
 }
 
 } // namespace VESK::Host

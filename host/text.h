@@ -25,7 +25,10 @@ QString countText(qint64 count, const QString &noun);
 /// Writes to stderr in one call, so that lines of several threads do not mix. Any thread.
 void writeStderr(const QString &text);
 
-/// Writes to stdout and flushes it.
+/// Writes to stdout and flushes it; see stdoutError(). Any thread.
 void writeStdout(const QString &text);
+
+/// Why the first writeStdout() that failed did so (an errno); 0 when none did. Any thread.
+int stdoutError();
 
 } // namespace VESK::Host

@@ -1,5 +1,6 @@
 #include "host/client/client_options.h"
 
+#include "host/duration_option.h"
 #include "host/errors.h"
 #include "host/text.h"
 #include "host/user.h"
@@ -11,43 +12,68 @@
 namespace VESK::Host
 {
 
+namespace
+{
+
+const char *const connectionGroup = "Connection";
+const char *const outputGroup = "Output";
+
+} // namespace
+
+const std::vector<std::string> &verificationModes()
+{
+    static const std::vector<std::string> modes = {"xxh128", "sha256", "quick", "none"};
+    return modes;
+}
+
 void addConnectionOptions(CLI::App &command, ClientOptions &options)
 {
-    command.add_option("--port", options.port, "UDP port of the server (default 8375)")
-        ->check(CLI::Range(1, 65535));
-    command.add_option("--user", options.user, "user name told to the server (default: login name)");
+    command.add_option("-p,--port", options.port, "UDP port of the server (default 8375)")
+        ->check(CLI::Range(1, 65535))
+        ->group(connectionGroup);
+    command.add_option("--user", options.user, "user name told to the server (default: login name)")
+        ->type_name("NAME")
+        ->group(connectionGroup);
     command
         .add_option("--token-file", options.tokenFile,
                     "the server's token (default: ~/.config/vesk/tokens/HOST, then ~/.config/vesk/token)")
-        ->envname("VESK_TOKEN_FILE");
-    command.add_option("--retries", options.retries, "new connections after one that was lost, per file")
+        ->type_name("FILE")
+        ->group(connectionGroup);
+    command.add_option("--retries", options.retries, "new connections for a file after a lost one")
         ->check(CLI::Range(0, 1000000))
-        ->capture_default_str();
-    command
-        .add_option("--stall-timeout", options.stallSeconds,
-                    "seconds without progress before a new connection")
-        ->check(CLI::Range(1, 86400))
-        ->capture_default_str();
+        ->capture_default_str()
+        ->group(connectionGroup);
+    command.add_option("--stall-timeout", options.stallSeconds, "no progress for so long ends a connection")
+        ->default_str("30s")
+        ->transform(durationInSeconds())
+        ->check(CLI::Range(0.1, 86400.0))
+        ->type_name("TIME")
+        ->group(connectionGroup);
     command.add_option("--mtu", options.packetSize, "packet size in bytes")
         ->check(CLI::Range(576, 65000))
-        ->capture_default_str();
-    command.add_flag("-4", options.ipv4, "use IPv4 only");
-    command.add_flag("-6", options.ipv6, "use IPv6 only");
-    command.add_flag("-q,--quiet", options.quiet, "say nothing but errors");
-    command.add_flag("--json", options.json, "write to stdout a line of JSON each");
-    command.add_flag("-v,--verbose", options.verbose, "a line for every file, and the handler's log");
+        ->capture_default_str()
+        ->group(connectionGroup);
+    CLI::Option *ipv4 = command.add_flag("-4,--ipv4", options.ipv4, "use IPv4 only")->group(connectionGroup);
+    command.add_flag("-6,--ipv6", options.ipv6, "use IPv6 only")->excludes(ipv4)->group(connectionGroup);
+    command.add_flag("-q,--quiet", options.quiet, "say nothing but errors")->group(outputGroup);
+    command.add_flag("-v,--verbose", options.verbose, "a line for every file, and the handler's log")
+        ->group(outputGroup);
+    command.add_flag("--json", options.json, "write lines of JSON to stdout")->group(outputGroup);
 }
 
 void addTransferOptions(CLI::App &command, ClientOptions &options)
 {
     command.add_flag("-r,--recursive", options.recursive, "directories, with all that is in them");
-    command.add_option("--verify", options.verify, "xxh128, sha256, quick (samples of the contents) or none")
-        ->check(CLI::IsMember({"xxh128", "sha256", "quick", "none"}))
-        ->capture_default_str();
+    command.add_option("--verify", options.verify, "xxh128, sha256, quick or none")
+        ->check(CLI::IsMember(verificationModes()))
+        ->capture_default_str()
+        ->type_name("MODE");
     addVerifyCacheOptions(command, options.verifyCache);
     command.add_option("--progress", options.progress, "auto, bar, line or none")
         ->check(CLI::IsMember({"auto", "bar", "line", "none"}))
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("FORM")
+        ->group(outputGroup);
 }
 
 ClientSettings clientSettings(const ClientOptions &options)

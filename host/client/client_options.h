@@ -31,6 +31,9 @@ struct ClientOptions {
     bool json = false;
 };
 
+/// The ways of verification, as `--verify` takes them.
+const std::vector<std::string> &verificationModes();
+
 /// Adds what every verb of the client takes.
 void addConnectionOptions(CLI::App &command, ClientOptions &options);
 /// Adds what the verbs that move files take as well.

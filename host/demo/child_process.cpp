@@ -2,6 +2,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QProcessEnvironment>
 
 #include <sys/prctl.h>
 
@@ -16,6 +17,19 @@ namespace
 constexpr int lineLimitMs = 10000;
 constexpr int endLimitMs = 10000;
 
+// Without the caller's settings: they are made for other servers than the one of this machine.
+QProcessEnvironment plainEnvironment()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const QStringList names = environment.keys();
+    for (const QString &name : names) {
+        if (name.startsWith(QLatin1String("VESK_")) && name != QLatin1String("VESK_MODULE"))
+            environment.remove(name);
+    }
+    environment.insert(QStringLiteral("VESK_CONFIG"), QStringLiteral("/dev/null"));
+    return environment;
+}
+
 } // namespace
 
 ChildProcess::ChildProcess(const QString &module, const QStringList &arguments)
@@ -24,6 +38,7 @@ ChildProcess::ChildProcess(const QString &module, const QStringList &arguments)
     if (!module.isEmpty())
         all << QStringLiteral("--module") << module;
     all << arguments << QStringLiteral("--no-verify-cache"); // a demonstration leaves nothing behind
+    setProcessEnvironment(plainEnvironment());
     start(QCoreApplication::applicationFilePath(), all);
     (void)waitForStarted(endLimitMs); // isRunning() tells
 }

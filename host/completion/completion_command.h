@@ -1,0 +1,11 @@
+#pragma once
+
+#include <CLI/App.hpp>
+
+namespace VESK::Host
+{
+
+/// Adds the verb `completion`, which prints what makes a shell complete this program's command line.
+void addCompletionCommand(CLI::App &app, int &exitCode);
+
+} // namespace VESK::Host
