@@ -23,6 +23,7 @@ void addConnectionOptions(CLI::App &command, ClientOptions &options)
     command.add_option("--retries", options.retries, "new connections after one that was lost, per file")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
+    addRetryWaitOption(command, options.retryWaitSeconds);
     command
         .add_option("--stall-timeout", options.stallSeconds,
                     "seconds without progress before a new connection")
@@ -45,6 +46,7 @@ void addTransferOptions(CLI::App &command, ClientOptions &options)
         ->check(CLI::IsMember({"xxh128", "sha256", "quick", "none"}))
         ->capture_default_str();
     addVerifyCacheOptions(command, options.verifyCache);
+    addRunOptions(command, options.transfer);
     command.add_option("--progress", options.progress, "auto, bar, line or none")
         ->check(CLI::IsMember({"auto", "bar", "line", "none"}))
         ->capture_default_str();
@@ -65,7 +67,9 @@ ClientSettings clientSettings(const ClientOptions &options)
     settings.verifyMode = modes.at(options.verify);
     settings.tokenFile = QFile::decodeName(QByteArray::fromStdString(options.tokenFile));
     settings.retries = options.retries;
+    settings.retryWaitSeconds = options.retryWaitSeconds;
     settings.stallSeconds = options.stallSeconds;
+    options.transfer.apply(settings);
     settings.namesEachFile = options.verbose;
     settings.writesEvents = options.json;
     return settings;

@@ -2,6 +2,7 @@
 
 #include "host/address.h"
 #include "host/client/client_context.h"
+#include "host/client/transfer_options.h"
 #include "host/verify_cache/verify_cache_options.h"
 
 #include <CLI/App.hpp>
@@ -20,7 +21,9 @@ struct ClientOptions {
     std::string progress = "auto";
     quint16 port = 0;
     int retries = ClientSettings().retries;
+    double retryWaitSeconds = ClientSettings().retryWaitSeconds;
     double stallSeconds = ClientSettings().stallSeconds;
+    TransferOptions transfer;
     int packetSize = TransportOptions().packetSize;
     VerifyCacheOptions verifyCache;
     bool recursive = false;

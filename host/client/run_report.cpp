@@ -33,8 +33,10 @@ void RunReport::count(const TaskJob &job, const TaskEnd &end)
     if (end.kind == TaskEnd::Kind::Interrupted)
         return tellInterrupted(job, end);
 
-    const QString moved = m_summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
     const TaskOutcome &outcome = end.outcome;
+    if (outcome.result == TaskOutcome::Result::Kept)
+        return countKept(job);
+    const QString moved = m_summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
     const bool isPlaced = outcome.result == TaskOutcome::Result::Done;
     writeEvent(QStringLiteral("file"),
                {{QStringLiteral("name"), job.localPath()},
@@ -55,6 +57,16 @@ void RunReport::count(const TaskJob &job, const TaskEnd &end)
     if (m_context.settings.namesEachFile)
         tell(QStringLiteral("%1: %2 (%3, from %4)\n")
                  .arg(moved, job.shownName, bytesText(outcome.total), bytesText(outcome.begin)));
+}
+
+void RunReport::countKept(const TaskJob &job)
+{
+    ++m_summary.kept;
+    writeEvent(
+        QStringLiteral("file"),
+        {{QStringLiteral("name"), job.localPath()}, {QStringLiteral("result"), QStringLiteral("kept")}});
+    if (m_context.settings.namesEachFile)
+        tell(QStringLiteral("left alone: %1\n").arg(job.shownName));
 }
 
 void RunReport::tellInterrupted(const TaskJob &job, const TaskEnd &end)
@@ -144,7 +156,10 @@ ExitCode RunReport::settledCode() const
     if (!m_context.interruption.limit().isEmpty())
         return ExitCode::LimitReached;
     const bool isPartial = m_summary.skipped > 0 || (m_summary.failed > 0 && m_summary.hasSuccess());
-    return isPartial ? ExitCode::Partial : m_summary.exitCode;
+    if (isPartial)
+        return ExitCode::Partial;
+    const bool isNothing = m_summary.failed == 0 && m_summary.placed + m_summary.directories == 0;
+    return isNothing && m_context.settings.failsIfNothing ? ExitCode::NothingToDo : m_summary.exitCode;
 }
 
 void RunReport::tell(const QString &line)

@@ -44,6 +44,7 @@ private:
     ExitCode settledCode() const;
     void tell(const QString &line);
     void writeEvent(const QString &event, const QJsonObject &fields) const;
+    void countKept(const TaskJob &job);
     void tellInterrupted(const TaskJob &job, const TaskEnd &end);
 
     const ClientContext m_context;

@@ -92,6 +92,7 @@ TransferSummary TransferRun::finish()
 void TransferRun::settleInterrupted()
 {
     Interruption &interruption = m_context.interruption;
+    interruption.beginSettling();
     if (!interruption.limit().isEmpty())
         m_context.display.print(
             QStringLiteral("stopped: %1 is reached; what has arrived is kept.\n").arg(interruption.limit()));

@@ -25,6 +25,8 @@ QString summaryText(const TransferSummary &summary)
     if (summary.alreadyThere > 0)
         parts << QStringLiteral("%1 already there (%2)")
                      .arg(countText(summary.alreadyThere, file), bytesText(summary.skippedBytes));
+    if (summary.kept > 0)
+        parts << QStringLiteral("%1 left alone").arg(countText(summary.kept, file));
     if (summary.skipped > 0)
         parts << QStringLiteral("%1 skipped").arg(summary.skipped);
     if (summary.failed > 0)
@@ -46,6 +48,7 @@ QJsonObject summaryFields(const TransferSummary &summary)
     return {
         {verb, summary.placed},
         {QStringLiteral("alreadyThere"), summary.alreadyThere},
+        {QStringLiteral("kept"), summary.kept},
         {QStringLiteral("directories"), summary.directories},
         {QStringLiteral("skipped"), summary.skipped},
         {QStringLiteral("failed"), summary.failed},

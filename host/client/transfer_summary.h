@@ -14,6 +14,7 @@ struct TransferSummary {
     bool isDownload = false;
     int placed = 0; ///< files moved and put in place
     int alreadyThere = 0; ///< files the receiver had
+    int kept = 0; ///< files left alone since one of that name is there (`--existing skip`)
     int directories = 0; ///< empty ones that were made
     int skipped = 0; ///< what cannot be moved: links that lead nowhere, pipes, names that are no text
     int failed = 0;
@@ -26,7 +27,7 @@ struct TransferSummary {
     ExitCode exitCode = ExitCode::Success;
 
     void addFailure(ExitCode code);
-    bool hasSuccess() const { return placed + alreadyThere + directories > 0; }
+    bool hasSuccess() const { return placed + alreadyThere + kept + directories > 0; }
 };
 
 /// The summary as one or two lines for people, without a line end.

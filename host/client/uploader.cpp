@@ -149,6 +149,7 @@ TaskJob Uploader::newJob() const
     job.rootPath = m_target.path;
     job.userName = m_target.user;
     job.verifyMode = m_context.settings.verifyMode;
+    job.keepsExisting = m_context.settings.existing != Existing::Update;
     return job;
 }
 

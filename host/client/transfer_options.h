@@ -1,0 +1,43 @@
+#pragma once
+
+#include "host/client/client_context.h"
+#include "host/client/path_filter.h"
+
+#include <CLI/App.hpp>
+
+#include <string>
+#include <vector>
+
+namespace VESK::Host
+{
+
+/// The options of a run that moves files, as they stand on the command line: how many connections, which
+/// files, what with those that are there, and when to stop.
+struct TransferOptions {
+    std::string jobs = "auto";
+    std::string existing = "update";
+    std::string limitRate;
+    std::string maxBytes;
+    std::string maxTime;
+    std::vector<std::string> excludes;
+    std::vector<std::string> includes;
+    std::string filesFrom;
+    bool namesEndWithNul = false;
+    bool dryRun = false;
+    bool explainsFilter = false;
+    bool discards = false;
+    bool failsIfNothing = false;
+
+    /// The filter that the rules amount to, in the order of the command line. Nothing when one is no
+    /// pattern, with a sentence in `error`.
+    std::optional<PathFilter> filter(const CLI::App &command, QString *error) const;
+    void apply(ClientSettings &settings) const;
+};
+
+/// Adds them to a verb. What is checked here is not checked again.
+void addRunOptions(CLI::App &command, TransferOptions &options);
+
+/// Adds `--retry-wait`.
+void addRetryWaitOption(CLI::App &command, double &seconds);
+
+} // namespace VESK::Host
