@@ -102,6 +102,17 @@ std::optional<RemoteAddress> settleRemote(const std::string &text, const ClientO
     return remote;
 }
 
+std::optional<Selection> settleSelection(const ClientOptions &options, const CLI::App &command,
+                                         QString *error)
+{
+    std::optional<Selection> selection = options.transfer.selection(command, error);
+    if (!selection)
+        return std::nullopt;
+    selection->isRecursive = options.recursive;
+    selection->explainsAsEvents = options.json;
+    return selection;
+}
+
 int usageError(const QString &verb, const QString &what)
 {
     writeStderr(

@@ -2,6 +2,7 @@
 
 #include "host/address.h"
 #include "host/client/client_context.h"
+#include "host/client/selection.h"
 #include "host/client/transfer_options.h"
 #include "host/verify_cache/verify_cache_options.h"
 
@@ -46,6 +47,10 @@ ProgressStyle progressStyle(const ClientOptions &options);
 /// person in `error`.
 std::optional<RemoteAddress> settleRemote(const std::string &text, const ClientOptions &options,
                                           QString *error);
+
+/// The files that the options choose. Nothing on failure, with a sentence for a person in `error`.
+std::optional<Selection> settleSelection(const ClientOptions &options, const CLI::App &command,
+                                         QString *error);
 
 /// Tells wrong use of a verb, and gives the exit status.
 int usageError(const QString &verb, const QString &what);

@@ -95,6 +95,24 @@ void RunReport::addDirectory(const TaskJob &job, const TaskEnd &end)
     writeEvent(QStringLiteral("directory"), {{QStringLiteral("name"), job.shownName}});
 }
 
+void RunReport::addPlanned(const TaskJob &job, qint64 size, bool isThere)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const bool isDirectory = job.operation == Operation::CreateDir;
+    ++(isDirectory ? m_summary.plannedDirectories : m_summary.planned);
+    m_summary.plannedThere += isThere ? 1 : 0;
+    m_summary.plannedBytes += qMax<qint64>(0, size);
+    m_summary.knowsPlannedBytes = m_summary.knowsPlannedBytes && size >= 0;
+    writeEvent(QStringLiteral("planned"),
+               {{QStringLiteral("name"), isDirectory ? job.subPath : job.localPath()},
+                {QStringLiteral("kind"), isDirectory ? QStringLiteral("dir") : QStringLiteral("file")},
+                {QStringLiteral("size"), size},
+                {QStringLiteral("there"), isThere}});
+    if (m_context.settings.namesEachFile)
+        tell(QStringLiteral("would move: %1%2\n")
+                 .arg(job.shownName, isThere ? QStringLiteral(" (unless it is there already)") : QString()));
+}
+
 void RunReport::addFailure(const Failure &failure)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -133,6 +151,12 @@ void RunReport::addSkipped(const QString &name, const QString &why)
     tell(QStringLiteral("warning: skipped %1: %2.\n").arg(name, why));
 }
 
+void RunReport::beDry()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_summary.isDryRun = true;
+}
+
 TransferSummary RunReport::finish()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -158,7 +182,8 @@ ExitCode RunReport::settledCode() const
     const bool isPartial = m_summary.skipped > 0 || (m_summary.failed > 0 && m_summary.hasSuccess());
     if (isPartial)
         return ExitCode::Partial;
-    const bool isNothing = m_summary.failed == 0 && m_summary.placed + m_summary.directories == 0;
+    const bool isNothing = m_summary.failed == 0
+        && m_summary.placed + m_summary.directories + m_summary.planned + m_summary.plannedDirectories == 0;
     return isNothing && m_context.settings.failsIfNothing ? ExitCode::NothingToDo : m_summary.exitCode;
 }
 

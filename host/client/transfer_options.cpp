@@ -4,6 +4,8 @@
 #include "host/quantity.h"
 #include "host/text.h"
 
+#include <cerrno>
+
 namespace VESK::Host
 {
 
@@ -88,6 +90,28 @@ void TransferOptions::apply(ClientSettings &settings) const
     settings.maxSeconds = parseSeconds(QString::fromStdString(maxTime)).value_or(0);
     settings.discardsWhenInterrupted = discards;
     settings.failsIfNothing = failsIfNothing;
+}
+
+std::optional<Selection> TransferOptions::selection(const CLI::App &command, QString *error) const
+{
+    const std::optional<PathFilter> rules = filter(command, error);
+    if (!rules)
+        return std::nullopt;
+    Selection selection;
+    selection.filter = *rules;
+    selection.isDryRun = dryRun || explainsFilter;
+    selection.isExplained = explainsFilter;
+    if (filesFrom.empty())
+        return selection;
+    const QString file = QString::fromStdString(filesFrom);
+    std::optional<NameList> names =
+        NameList::open(file, namesEndWithNul ? NameList::End::Nul : NameList::End::Line);
+    if (!names) {
+        *error = QStringLiteral("cannot open %1: %2").arg(escaped(file), qt_error_string(errno));
+        return std::nullopt;
+    }
+    selection.names = std::make_shared<NameList>(std::move(*names));
+    return selection;
 }
 
 // The two kinds are parsed into lists of their own; the command keeps in which order they came. Rules from

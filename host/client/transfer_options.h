@@ -1,7 +1,7 @@
 #pragma once
 
 #include "host/client/client_context.h"
-#include "host/client/path_filter.h"
+#include "host/client/selection.h"
 
 #include <CLI/App.hpp>
 
@@ -28,10 +28,13 @@ struct TransferOptions {
     bool discards = false;
     bool failsIfNothing = false;
 
-    /// The filter that the rules amount to, in the order of the command line. Nothing when one is no
-    /// pattern, with a sentence in `error`.
-    std::optional<PathFilter> filter(const CLI::App &command, QString *error) const;
+    /// What of it chooses files, the rules in the order of the command line. Nothing when a rule is no
+    /// pattern or the list of names cannot be opened, with a sentence in `error`.
+    std::optional<Selection> selection(const CLI::App &command, QString *error) const;
     void apply(ClientSettings &settings) const;
+
+private:
+    std::optional<PathFilter> filter(const CLI::App &command, QString *error) const;
 };
 
 /// Adds them to a verb. What is checked here is not checked again.

@@ -12,6 +12,12 @@ namespace VESK::Host
 /// What a run of transfers came to.
 struct TransferSummary {
     bool isDownload = false;
+    bool isDryRun = false; ///< then these say what would be done
+    int planned = 0; ///< files
+    int plannedDirectories = 0; ///< empty ones
+    int plannedThere = 0; ///< of the files, those of whose name there is one at the target
+    qint64 plannedBytes = 0; ///< sizes of the files, those that are known
+    bool knowsPlannedBytes = true; ///< of all
     int placed = 0; ///< files moved and put in place
     int alreadyThere = 0; ///< files the receiver had
     int kept = 0; ///< files left alone since one of that name is there (`--existing skip`)
