@@ -74,6 +74,17 @@ QString escaped(const QString &text)
     return result;
 }
 
+QString escapedBytes(const QByteArray &bytes)
+{
+    QString shown;
+    for (const char byte : bytes) {
+        const bool isPlain = byte >= ' ' && byte < 0x7f && byte != '\\';
+        shown += isPlain ? QString(QLatin1Char(byte))
+                         : QStringLiteral("\\x%1").arg(static_cast<uchar>(byte), 2, 16, QLatin1Char('0'));
+    }
+    return shown;
+}
+
 QString bytesText(qint64 bytes)
 {
     static const std::array<const char *, 6> units = {"B", "KiB", "MiB", "GiB", "TiB", "PiB"};

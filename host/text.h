@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QByteArray>
 #include <QtCore/QString>
 #include <QtCore/QtGlobal>
 
@@ -9,6 +10,10 @@ namespace VESK::Host
 /// `text` with everything that could move a terminal's cursor or forge a log line written as an escape:
 /// controls, invisible format characters and lone surrogates; a backslash is doubled. Any thread.
 QString escaped(const QString &text);
+
+/// Bytes that need not be text, for people: everything but printable ASCII as "\x" and two digits, by
+/// whose form it is told from the escape of a character. Any thread.
+QString escapedBytes(const QByteArray &bytes);
 
 /// A size in bytes for people, as in "1.4 GiB" or "512 B".
 QString bytesText(qint64 bytes);

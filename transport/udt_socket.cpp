@@ -1,6 +1,7 @@
 #include "transport/udt_socket.h"
 
 #include "transport/congestion/vesk_congestion_control.h"
+#include <cstdint>
 
 namespace VESK
 {
@@ -100,6 +101,12 @@ void setLinger(UDTSOCKET socket, int seconds)
 void setReceiveLimit(UDTSOCKET socket, int milliseconds)
 {
     (void)setOption(socket, UDT_RCVTIMEO, milliseconds); // as above
+}
+
+void setRateLimit(UDTSOCKET socket, qint64 bytesPerSecond)
+{
+    const std::int64_t limit = bytesPerSecond > 0 ? bytesPerSecond : -1;
+    (void)setOption(socket, UDT_MAXBW, limit); // as above
 }
 
 int negotiatedPacketSize(UDTSOCKET socket)

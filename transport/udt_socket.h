@@ -70,6 +70,9 @@ void setLinger(UDTSOCKET socket, int seconds);
 /// How long a `UDT::recv` may wait, in milliseconds. For a socket on which no bulk call runs, as above.
 void setReceiveLimit(UDTSOCKET socket, int milliseconds);
 
+/// The most that is sent, in bytes per second; 0: no limit. As above.
+void setRateLimit(UDTSOCKET socket, qint64 bytesPerSecond);
+
 /// The packet size that both ends agreed on, in bytes.
 int negotiatedPacketSize(UDTSOCKET socket);
 

@@ -31,6 +31,8 @@ struct ClientSettings {
     Existing existing = Existing::Update;
     qint64 rateLimit = 0; ///< bytes per second over all connections; 0: none
     qint64 maxBytes = 0; ///< moved before the run is stopped; 0: no limit
+    bool discardsWhenInterrupted = false; ///< what has arrived is not kept
+    bool failsIfNothing = false; ///< when nothing was to be done
     double maxSeconds = 0; ///< before the run is stopped; 0: no limit
     double stallSeconds = 30;
     bool namesEachFile = false; ///< a line for every file, not only for failures

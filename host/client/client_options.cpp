@@ -43,6 +43,12 @@ void addConnectionOptions(CLI::App &command, ClientOptions &options)
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str()
         ->group(connectionGroup);
+    command.add_option("--retry-wait", options.retryWaitSeconds, "before the first of them; then doubled")
+        ->default_str("0.5s")
+        ->transform(durationInSeconds())
+        ->check(CLI::Range(0.0, 86400.0))
+        ->type_name("TIME")
+        ->group(connectionGroup);
     command.add_option("--stall-timeout", options.stallSeconds, "no progress for so long ends a connection")
         ->default_str("30s")
         ->transform(durationInSeconds())
@@ -69,6 +75,7 @@ void addTransferOptions(CLI::App &command, ClientOptions &options)
         ->capture_default_str()
         ->type_name("MODE");
     addVerifyCacheOptions(command, options.verifyCache);
+    addRunOptions(command, options.transfer);
     command.add_option("--progress", options.progress, "auto, bar, line or none")
         ->check(CLI::IsMember({"auto", "bar", "line", "none"}))
         ->capture_default_str()
@@ -91,7 +98,9 @@ ClientSettings clientSettings(const ClientOptions &options)
     settings.verifyMode = modes.at(options.verify);
     settings.tokenFile = QFile::decodeName(QByteArray::fromStdString(options.tokenFile));
     settings.retries = options.retries;
+    settings.retryWaitSeconds = options.retryWaitSeconds;
     settings.stallSeconds = options.stallSeconds;
+    options.transfer.apply(settings);
     settings.namesEachFile = options.verbose;
     settings.writesEvents = options.json;
     return settings;
@@ -122,6 +131,17 @@ std::optional<RemoteAddress> settleRemote(const std::string &text, const ClientO
     if (remote->user.isEmpty())
         remote->user = loginName();
     return remote;
+}
+
+std::optional<Selection> settleSelection(const ClientOptions &options, const CLI::App &command,
+                                         QString *error)
+{
+    std::optional<Selection> selection = options.transfer.selection(command, error);
+    if (!selection)
+        return std::nullopt;
+    selection->isRecursive = options.recursive;
+    selection->explainsAsEvents = options.json;
+    return selection;
 }
 
 int usageError(const QString &verb, const QString &what)

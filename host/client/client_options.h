@@ -2,6 +2,8 @@
 
 #include "host/address.h"
 #include "host/client/client_context.h"
+#include "host/client/selection.h"
+#include "host/client/transfer_options.h"
 #include "host/verify_cache/verify_cache_options.h"
 
 #include <CLI/App.hpp>
@@ -20,7 +22,9 @@ struct ClientOptions {
     std::string progress = "auto";
     quint16 port = 0;
     int retries = ClientSettings().retries;
+    double retryWaitSeconds = ClientSettings().retryWaitSeconds;
     double stallSeconds = ClientSettings().stallSeconds;
+    TransferOptions transfer;
     int packetSize = TransportOptions().packetSize;
     VerifyCacheOptions verifyCache;
     bool recursive = false;
@@ -46,6 +50,10 @@ ProgressStyle progressStyle(const ClientOptions &options);
 /// person in `error`.
 std::optional<RemoteAddress> settleRemote(const std::string &text, const ClientOptions &options,
                                           QString *error);
+
+/// The files that the options choose. Nothing on failure, with a sentence for a person in `error`.
+std::optional<Selection> settleSelection(const ClientOptions &options, const CLI::App &command,
+                                         QString *error);
 
 /// Tells wrong use of a verb, and gives the exit status.
 int usageError(const QString &verb, const QString &what);

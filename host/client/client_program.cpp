@@ -10,10 +10,13 @@
 
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 namespace VESK::Host
 {
@@ -21,35 +24,64 @@ namespace VESK::Host
 namespace
 {
 
-constexpr double hashingGraceSeconds = 1; // for a stopped task to end in order
+constexpr std::chrono::seconds endGrace{1}; // for stopped tasks to end in order
+constexpr std::chrono::seconds settlingGrace{15}; // to discard what is not to be kept
 
-// Ends the process when an interrupted run does not end by itself: a file that is being hashed cannot be
-// left in the middle, and nothing is on its way then.
+ExitCode stopCode(const Interruption &interruption)
+{
+    if (interruption.signal() == 0)
+        return ExitCode::LimitReached;
+    return interruption.signal() == SIGTERM ? ExitCode::Terminated : ExitCode::Interrupted;
+}
+
+// Ends the process when a stopped run does not end by itself: a file that is being hashed cannot be left
+// in the middle, and nothing is on its way then.
 class LastResort
 {
 public:
-    void interruptedBy(int signal)
+    explicit LastResort(Interruption &interruption)
+        : m_interruption(interruption)
+        , m_thread([this] { watch(); })
+        , m_onStop(interruption, [this] { change(&LastResort::m_isStopped); })
+    {
+    }
+    ~LastResort()
+    {
+        change(&LastResort::m_isDone);
+        m_thread.join();
+    }
+    LastResort(const LastResort &) = delete;
+    LastResort &operator=(const LastResort &) = delete;
+
+private:
+    void change(bool LastResort::*flag)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        this->*flag = true;
+        m_changed.notify_all();
+    }
+
+    void watch()
     {
         std::unique_lock<std::mutex> lock(m_mutex);
-        if (m_finished.wait_for(lock, std::chrono::duration<double>(hashingGraceSeconds),
-                                [this] { return m_isDone; }))
+        const auto isDone = [this] { return m_isDone; };
+        m_changed.wait(lock, [this] { return m_isDone || m_isStopped; });
+        if (m_changed.wait_for(lock, endGrace, isDone))
+            return;
+        if (m_interruption.isSettling() && m_changed.wait_for(lock, settlingGrace, isDone))
             return;
         writeStderr(QStringLiteral("\ninterrupted; what has arrived is kept.\n"
                                    "  - Run the same command again to go on from there.\n"));
-        ::_exit(number(signal == SIGTERM ? ExitCode::Terminated : ExitCode::Interrupted));
+        ::_exit(number(stopCode(m_interruption)));
     }
 
-    void finish()
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_isDone = true;
-        m_finished.notify_all();
-    }
-
-private:
-    std::mutex m_mutex; // guards m_isDone
-    std::condition_variable m_finished;
+    Interruption &m_interruption;
+    std::mutex m_mutex; // guards the two below
+    bool m_isStopped = false;
     bool m_isDone = false;
+    std::condition_variable m_changed;
+    std::thread m_thread;
+    const Interruption::StopAction m_onStop;
 };
 
 } // namespace
@@ -65,10 +97,16 @@ int runClient(const QString &verb, const ClientOptions &options, const GlobalOpt
     installClientLog(options.verbose);
     const UdtLibrary library;
     Interruption interruption;
-    LastResort lastResort;
+    const ClientSettings settings = clientSettings(options);
+    if (settings.discardsWhenInterrupted)
+        interruption.discardAtFirst();
+    const LastResort lastResort(interruption);
+    std::atomic<int> signals{0};
     const SignalWatcher watcher([&](int signal) {
+        constexpr int patience = 3; // the second may take some time
+        if (++signals >= patience)
+            ::_exit(number(stopCode(interruption)));
         interruption.raise(signal);
-        lastResort.interruptedBy(signal);
     });
     const InstalledVerifyCache cache(options.verifyCache, [](const QString &sentence) {
         writeStderr(QStringLiteral("warning: %1\n").arg(sentence));
@@ -78,9 +116,7 @@ int runClient(const QString &verb, const ClientOptions &options, const GlobalOpt
     progress.style = progressStyle(options);
     progress.hasColour = wantsColour();
     ProgressDisplay display(progress);
-    const ClientSettings settings = clientSettings(options);
     const ExitCode exitCode = work({*module, settings, display, interruption, meter});
-    lastResort.finish();
     return number(exitCode);
 }
 

@@ -31,17 +31,18 @@ QString directoryPart(const QString &path)
 
 } // namespace
 
-Downloader::Downloader(const ClientContext &context, const QString &directory)
+Downloader::Downloader(const ClientContext &context, const QString &directory, const Selection &selection)
     : m_context(context)
     , m_directory(QDir::cleanPath(QFileInfo(directory).absoluteFilePath()))
-    , m_run(context, Direction::Down)
+    , m_selection(selection)
+    , m_run(context, Direction::Down, selection.isDryRun ? TransferRun::Mode::Dry : TransferRun::Mode::Real)
 {
 }
 
-TransferSummary Downloader::download(const std::vector<RemoteAddress> &sources, Directories directories)
+TransferSummary Downloader::download(const std::vector<RemoteAddress> &sources)
 {
     const bool isReady = makeDirectory(m_directory);
-    if (directories == Directories::Refuse) {
+    if (!m_selection.isRecursive && !m_selection.names) {
         m_context.display.addKnown(static_cast<qint64>(sources.size()), -1);
         m_context.display.setAllKnown();
     }
@@ -49,12 +50,42 @@ TransferSummary Downloader::download(const std::vector<RemoteAddress> &sources, 
         if (!isReady || !m_run.mayGoOn())
             break;
         m_run.use(source);
-        if (directories == Directories::Fetch)
+        if (m_selection.names)
+            downloadNames(source);
+        else if (m_selection.isRecursive)
             downloadTree(source);
-        else
+        else if (takes(m_selection, lastPart(source.path), false))
             downloadFile(source);
     }
     return m_run.finish();
+}
+
+void Downloader::downloadNames(const RemoteAddress &source)
+{
+    while (m_run.mayGoOn()) {
+        const std::optional<NameList::Name> name = m_selection.names->next();
+        if (!name)
+            break;
+        if (!name->flaw.isEmpty()) {
+            m_run.report().addSkipped(name->shown, name->flaw);
+            continue;
+        }
+        if (!takes(m_selection, name->path, false))
+            continue;
+        m_context.display.addKnown(1, -1);
+        TaskJob job = newJob(source, Operation::Download);
+        job.subPath = directoryPart(name->path);
+        job.fileName = lastPart(name->path);
+        job.localDirectory =
+            job.subPath.isEmpty() ? m_directory : m_directory + QLatin1Char('/') + job.subPath;
+        job.shownName = name->shown;
+        run(job);
+    }
+    if (m_selection.names->error() != 0)
+        m_run.report().addFailure({ExitCode::LocalFile,
+                                   QStringLiteral("cannot read the list of names: %1")
+                                       .arg(qt_error_string(m_selection.names->error())),
+                                   {}});
 }
 
 void Downloader::downloadFile(const RemoteAddress &source)
@@ -131,6 +162,8 @@ bool Downloader::takeBatch(const ParamMap &batch)
                                       QStringLiteral("the server's name for it is not fit: ") + flaw);
             continue;
         }
+        if (!takes(m_selection, path.mid(1), isDirectory))
+            continue;
         const auto kind = isDirectory ? NameSpool::Kind::Directory : NameSpool::Kind::File;
         if (!m_spool.add(kind, path.mid(1))) {
             m_spoolError = qt_error_string(errno);
@@ -166,7 +199,7 @@ void Downloader::takeFile(const RemoteAddress &source, const QString &top, const
     run(job);
 }
 
-void Downloader::run(const TaskJob &job)
+void Downloader::run(TaskJob job)
 {
     if (QFileInfo(job.localPath()).isDir()) {
         m_run.report().addFailure(
@@ -175,11 +208,17 @@ void Downloader::run(const TaskJob &job)
              {QStringLiteral("Choose another directory, or rename one of the two.")}});
         return;
     }
-    m_run.submit(job);
+    const bool isKept = m_context.settings.existing != Existing::Update && QFileInfo::exists(job.localPath());
+    if (isKept)
+        m_run.leaveAlone(job);
+    else
+        m_run.submit(job);
 }
 
 bool Downloader::makeDirectory(const QString &path)
 {
+    if (m_selection.isDryRun)
+        return true;
     errno = 0;
     if (QDir().mkpath(path) && QFileInfo(path).isDir())
         return true;

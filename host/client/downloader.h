@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/client/name_spool.h"
+#include "host/client/selection.h"
 #include "host/client/transfer_run.h"
 
 #include <vector>
@@ -13,28 +14,29 @@ namespace VESK::Host
 class Downloader
 {
 public:
-    enum class Directories { Refuse, Fetch };
-
     /// `directory` is made when it is missing.
-    Downloader(const ClientContext &context, const QString &directory);
+    Downloader(const ClientContext &context, const QString &directory, const Selection &selection = {});
 
-    /// Downloads what the sources name, telling each failure on stderr as it happens. After an
-    /// interruption the rest is left alone, and the exit code says so.
-    TransferSummary download(const std::vector<RemoteAddress> &sources, Directories directories);
+    /// Downloads what the sources name, telling each failure on stderr as it happens. With a list of
+    /// names, the files of these names below the one source. After an interruption the rest is left alone,
+    /// and the exit code says so.
+    TransferSummary download(const std::vector<RemoteAddress> &sources);
 
 private:
+    void downloadNames(const RemoteAddress &source);
     void downloadFile(const RemoteAddress &source);
     void downloadTree(const RemoteAddress &source);
     bool list(const RemoteAddress &source, TaskEnd *end);
     bool takeBatch(const ParamMap &batch);
     void takeEntries(const RemoteAddress &source, const QString &top);
     void takeFile(const RemoteAddress &source, const QString &top, const QString &path);
-    void run(const TaskJob &job);
+    void run(TaskJob job);
     [[nodiscard]] bool makeDirectory(const QString &path);
     TaskJob newJob(const RemoteAddress &source, Operation operation) const;
 
     const ClientContext m_context;
     const QString m_directory; // absolute
+    const Selection m_selection;
     TransferRun m_run;
     NameSpool m_spool;
     QString m_spoolError; // why the listing in hand cannot be taken to its end; empty while it can

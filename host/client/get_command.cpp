@@ -29,30 +29,34 @@ bool settleSources(const GetOptions &options, std::vector<RemoteAddress> *source
         const std::optional<RemoteAddress> source = settleRemote(options.places[i], options, error);
         if (!source)
             return false;
-        if (source->path.isEmpty() && !options.recursive) {
+        if (source->path.isEmpty() && !options.recursive && options.transfer.filesFrom.empty()) {
             *error = QStringLiteral("%1 is a whole share; with -r, it is downloaded with all that is in it")
                          .arg(escaped(QString::fromStdString(options.places[i])));
             return false;
         }
         sources->push_back(*source);
     }
+    if (!options.transfer.filesFrom.empty() && sources->size() != 1) {
+        *error = QStringLiteral("with --files-from, get takes one HOST:SHARE[/DIR] and a local directory");
+        return false;
+    }
     return true;
 }
 
-int get(const GetOptions &options, const GlobalOptions &global)
+int get(const GetOptions &options, const CLI::App &command, const GlobalOptions &global)
 {
     const QString verb = QStringLiteral("get");
     QString error;
     std::vector<RemoteAddress> sources;
-    if (!settleSources(options, &sources, &error))
+    const std::optional<Selection> selection =
+        settleSources(options, &sources, &error) ? settleSelection(options, command, &error) : std::nullopt;
+    if (!selection)
         return usageError(verb, error);
     const QString directory = QFile::decodeName(QByteArray::fromStdString(options.places.back()));
 
     return runClient(verb, options, global, [&](const ClientContext &context) {
-        Downloader downloader(context, directory);
-        const auto directories =
-            options.recursive ? Downloader::Directories::Fetch : Downloader::Directories::Refuse;
-        const TransferSummary summary = downloader.download(sources, directories);
+        Downloader downloader(context, directory, *selection);
+        const TransferSummary summary = downloader.download(sources);
         if (!options.quiet)
             context.display.print(summaryText(summary) + QLatin1Char('\n'));
         return summary.exitCode;
@@ -80,7 +84,7 @@ void addGetCommand(CLI::App &app, const GlobalOptions &global, int &exitCode)
         ->required();
     addTransferOptions(*command, *options);
     addConnectionOptions(*command, *options);
-    command->callback([options, &global, &exitCode] { exitCode = get(*options, global); });
+    command->callback([options, command, &global, &exitCode] { exitCode = get(*options, *command, global); });
 }
 
 } // namespace VESK::Host

@@ -41,6 +41,10 @@ public:
     /// Waits, and ends early when the wish comes. False when it has come.
     bool wait(double seconds);
 
+    /// Tasks have ended, and what they left is being settled, which may take some seconds.
+    void beginSettling() { m_isSettling = true; }
+    bool isSettling() const { return m_isSettling; }
+
     /// Waits for the wish to discard; false when it does not come.
     bool waitForDiscard(double seconds);
 
@@ -68,6 +72,7 @@ private:
     std::list<std::function<void()>> m_actions;
     std::atomic<bool> m_isRaised{false};
     std::atomic<bool> m_discards{false};
+    std::atomic<bool> m_isSettling{false};
     bool m_discardsAtFirst = false;
 };
 

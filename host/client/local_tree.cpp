@@ -103,11 +103,16 @@ bool LocalTree::visit(const QByteArray &name, Level *level, bool *isEmpty)
     const QByteArray path = joined(level->path, name);
     struct stat status {
     };
-    if (::stat(path.constData(), &status) != 0) {
-        const bool isGone = errno == ENOENT;
-        return skip(relative, isGone ? QStringLiteral("the link leads nowhere") : systemText(errno));
+    const bool isKnown = ::stat(path.constData(), &status) == 0;
+    const int error = errno;
+    const bool isDirectory = isKnown && S_ISDIR(status.st_mode);
+    if (m_visitor.takes && !m_visitor.takes(QString::fromUtf8(relative), isDirectory))
+        return true;
+    if (!isKnown) {
+        const bool isGone = error == ENOENT;
+        return skip(relative, isGone ? QStringLiteral("the link leads nowhere") : systemText(error));
     }
-    if (S_ISDIR(status.st_mode)) {
+    if (isDirectory) {
         level->subdirectories.push_back(name);
         *isEmpty = false;
         return true;
@@ -125,14 +130,7 @@ bool LocalTree::skip(const QByteArray &relative, const QString &why)
     const QByteArray path = relative.isEmpty() && !m_levels.empty() ? m_levels.front().path : relative;
     if (isDecodable(path))
         return m_visitor.skipped(escaped(QString::fromUtf8(path)), why);
-    // The escape of a byte is told from that of a character by its form.
-    QString shown;
-    for (const char byte : path) {
-        const bool isPlain = byte >= ' ' && byte < 0x7f && byte != '\\';
-        shown += isPlain ? QString(QLatin1Char(byte))
-                         : QStringLiteral("\\x%1").arg(static_cast<uchar>(byte), 2, 16, QLatin1Char('0'));
-    }
-    return m_visitor.skipped(shown, why);
+    return m_visitor.skipped(escapedBytes(path), why);
 }
 
 bool LocalTree::isLoop(dev_t device, ino_t inode) const

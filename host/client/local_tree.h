@@ -19,6 +19,8 @@ class LocalTree
 public:
     /// All paths are relative to the top. A callback that returns false ends the walk.
     struct Visitor {
+        /// Is it to be looked at? Directories that are not are not entered; nothing is said of either.
+        std::function<bool(const QString &path, bool isDirectory)> takes;
         std::function<bool(const QString &path)> file; ///< a readable regular file
         std::function<bool(const QString &path)> emptyDirectory; ///< one that gave nothing to hand on
         /// What cannot be moved, with the reason for people; the path is escaped.

@@ -15,24 +15,27 @@ struct PutOptions : ClientOptions {
     std::vector<std::string> places; // sources, then the target
 };
 
-int put(const PutOptions &options, const GlobalOptions &global)
+int put(const PutOptions &options, const CLI::App &command, const GlobalOptions &global)
 {
     const QString verb = QStringLiteral("put");
-    if (options.places.size() < 2)
+    const bool hasList = !options.transfer.filesFrom.empty();
+    if (options.places.size() < 2 && !hasList)
         return usageError(verb, QStringLiteral("put needs at least one FILE and a target HOST:SHARE[/DIR]"));
+    if (options.places.size() > 2 && hasList)
+        return usageError(verb, QStringLiteral("with --files-from, put takes one directory, or none"));
     QString error;
     const std::optional<RemoteAddress> target = settleRemote(options.places.back(), options, &error);
-    if (!target)
+    const std::optional<Selection> selection =
+        target ? settleSelection(options, command, &error) : std::nullopt;
+    if (!selection)
         return usageError(verb, error);
     QStringList sources;
     for (std::size_t i = 0; i + 1 < options.places.size(); ++i)
         sources.append(QString::fromStdString(options.places[i]));
 
     return runClient(verb, options, global, [&](const ClientContext &context) {
-        Uploader uploader(context, *target);
-        const auto directories =
-            options.recursive ? Uploader::Directories::Send : Uploader::Directories::Refuse;
-        const TransferSummary summary = uploader.upload(sources, directories);
+        Uploader uploader(context, *target, *selection);
+        const TransferSummary summary = uploader.upload(sources);
         if (!options.quiet)
             context.display.print(summaryText(summary) + QLatin1Char('\n'));
         return summary.exitCode;
@@ -58,7 +61,7 @@ void addPutCommand(CLI::App &app, const GlobalOptions &global, int &exitCode)
         ->required();
     addTransferOptions(*command, *options);
     addConnectionOptions(*command, *options);
-    command->callback([options, &global, &exitCode] { exitCode = put(*options, global); });
+    command->callback([options, command, &global, &exitCode] { exitCode = put(*options, *command, global); });
 }
 
 } // namespace VESK::Host

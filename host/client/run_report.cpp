@@ -33,8 +33,10 @@ void RunReport::count(const TaskJob &job, const TaskEnd &end)
     if (end.kind == TaskEnd::Kind::Interrupted)
         return tellInterrupted(job, end);
 
-    const QString moved = m_summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
     const TaskOutcome &outcome = end.outcome;
+    if (outcome.result == TaskOutcome::Result::Kept)
+        return countKept(job);
+    const QString moved = m_summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
     const bool isPlaced = outcome.result == TaskOutcome::Result::Done;
     writeEvent(QStringLiteral("file"),
                {{QStringLiteral("name"), job.localPath()},
@@ -55,6 +57,16 @@ void RunReport::count(const TaskJob &job, const TaskEnd &end)
     if (m_context.settings.namesEachFile)
         tell(QStringLiteral("%1: %2 (%3, from %4)\n")
                  .arg(moved, job.shownName, bytesText(outcome.total), bytesText(outcome.begin)));
+}
+
+void RunReport::countKept(const TaskJob &job)
+{
+    ++m_summary.kept;
+    writeEvent(
+        QStringLiteral("file"),
+        {{QStringLiteral("name"), job.localPath()}, {QStringLiteral("result"), QStringLiteral("kept")}});
+    if (m_context.settings.namesEachFile)
+        tell(QStringLiteral("left alone: %1\n").arg(job.shownName));
 }
 
 void RunReport::tellInterrupted(const TaskJob &job, const TaskEnd &end)
@@ -81,6 +93,24 @@ void RunReport::addDirectory(const TaskJob &job, const TaskEnd &end)
         return fail(end.failure);
     ++m_summary.directories;
     writeEvent(QStringLiteral("directory"), {{QStringLiteral("name"), job.shownName}});
+}
+
+void RunReport::addPlanned(const TaskJob &job, qint64 size, bool isThere)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const bool isDirectory = job.operation == Operation::CreateDir;
+    ++(isDirectory ? m_summary.plannedDirectories : m_summary.planned);
+    m_summary.plannedThere += isThere ? 1 : 0;
+    m_summary.plannedBytes += qMax<qint64>(0, size);
+    m_summary.knowsPlannedBytes = m_summary.knowsPlannedBytes && size >= 0;
+    writeEvent(QStringLiteral("planned"),
+               {{QStringLiteral("name"), isDirectory ? job.subPath : job.localPath()},
+                {QStringLiteral("kind"), isDirectory ? QStringLiteral("dir") : QStringLiteral("file")},
+                {QStringLiteral("size"), size},
+                {QStringLiteral("there"), isThere}});
+    if (m_context.settings.namesEachFile)
+        tell(QStringLiteral("would move: %1%2\n")
+                 .arg(job.shownName, isThere ? QStringLiteral(" (unless it is there already)") : QString()));
 }
 
 void RunReport::addFailure(const Failure &failure)
@@ -121,6 +151,12 @@ void RunReport::addSkipped(const QString &name, const QString &why)
     tell(QStringLiteral("warning: skipped %1: %2.\n").arg(name, why));
 }
 
+void RunReport::beDry()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_summary.isDryRun = true;
+}
+
 TransferSummary RunReport::finish()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -144,7 +180,11 @@ ExitCode RunReport::settledCode() const
     if (!m_context.interruption.limit().isEmpty())
         return ExitCode::LimitReached;
     const bool isPartial = m_summary.skipped > 0 || (m_summary.failed > 0 && m_summary.hasSuccess());
-    return isPartial ? ExitCode::Partial : m_summary.exitCode;
+    if (isPartial)
+        return ExitCode::Partial;
+    const bool isNothing = m_summary.failed == 0
+        && m_summary.placed + m_summary.directories + m_summary.planned + m_summary.plannedDirectories == 0;
+    return isNothing && m_context.settings.failsIfNothing ? ExitCode::NothingToDo : m_summary.exitCode;
 }
 
 void RunReport::tell(const QString &line)

@@ -25,12 +25,19 @@ public:
     /// Takes the end of an empty directory's creation.
     void addDirectory(const TaskJob &job, const TaskEnd &end);
 
+    /// Takes a task of a dry run; `size` in bytes, -1 when it is not known, and whether there is a file of
+    /// that name at the target.
+    void addPlanned(const TaskJob &job, qint64 size, bool isThere);
+
     void addFailure(const Failure &failure);
     /// A failure that has been told already, of another file.
     void addSilentFailure(ExitCode code);
     /// Something that is no failure of a transfer but will be missing on the other side; `name` is escaped.
     void addSkipped(const QString &name, const QString &why);
     void addHidden();
+
+    /// Nothing is moved in this run, only counted.
+    void beDry();
 
     /// Closes the count of transfers; tells nothing but the summary event.
     TransferSummary finish();
@@ -44,6 +51,7 @@ private:
     ExitCode settledCode() const;
     void tell(const QString &line);
     void writeEvent(const QString &event, const QJsonObject &fields) const;
+    void countKept(const TaskJob &job);
     void tellInterrupted(const TaskJob &job, const TaskEnd &end);
 
     const ClientContext m_context;

@@ -21,7 +21,7 @@ using Result = TaskOutcome::Result;
 
 constexpr int deliverySeconds = 3; // for the last message to reach the server
 constexpr double longestWaitSeconds = 30;
-constexpr int answerLimitMs = 5000; // for a question that a server answers at once
+constexpr int answerLimitMs = 12000; // the server may first have to see that an upload is dead
 constexpr int fruitlessLimit = 3; // tasks that the server cut off without a byte of progress
 
 double waitSeconds(double first, int failures)
@@ -183,6 +183,11 @@ Session::Step Session::settle(const TaskJob &job, TaskEnd *end)
 Session::Step Session::settleRefusal(const TaskJob &job, TaskEnd *end)
 {
     const TaskOutcome &outcome = end->outcome;
+    if (outcome.errorType == ErrorType::exists() && m_context.settings.existing == Existing::Skip) {
+        end->outcome.result = Result::Kept;
+        end->kind = TaskEnd::Kind::Succeeded;
+        return Step::End;
+    }
     if (outcome.errorType == ErrorType::tooManyConnections()) {
         closeConnection();
         if (m_mayResign && m_mayResign()) {

@@ -32,6 +32,8 @@ Failure refusal(const TaskJob &job, const QString &errorType)
         return {ExitCode::Refused,
                 QStringLiteral("%1: it is a file, not a directory").arg(job.shownName),
                 {QStringLiteral("`vesk get` downloads it.")}};
+    if (errorType == ErrorType::exists())
+        return existsFailure(job);
     return refusalFailure(job.shownName, job.share, errorType);
 }
 
@@ -77,6 +79,16 @@ Failure taskFailure(const TaskJob &job, const TaskOutcome &outcome)
         break;
     }
     return {ExitCode::Internal, QStringLiteral("%1: %2").arg(job.shownName, escaped(outcome.detail)), {}};
+}
+
+Failure existsFailure(const TaskJob &job)
+{
+    const QString where =
+        job.operation == Operation::Upload ? QStringLiteral("on the server") : QStringLiteral("here");
+    return {
+        ExitCode::Refused,
+        QStringLiteral("%1: a file of that name is there already, %2").arg(job.shownName, where),
+        {QStringLiteral("`--existing update` replaces it where it differs, `--existing skip` leaves it.")}};
 }
 
 Failure localFileFailure(const QString &path, const QString &why)

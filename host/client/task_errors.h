@@ -10,6 +10,9 @@ namespace VESK::Host
 /// person.
 Failure taskFailure(const TaskJob &job, const TaskOutcome &outcome);
 
+/// A transfer that is not made since there is a file of that name, and `--existing fail` says so.
+Failure existsFailure(const TaskJob &job);
+
 /// A file that cannot be read or written; `why` may be empty. Both escaped already.
 Failure localFileFailure(const QString &path, const QString &why);
 

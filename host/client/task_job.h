@@ -27,6 +27,9 @@ struct TaskJob {
     QString fileName;
     QString verifyMode; ///< as the handler takes it: "xxh128", "sha256", "fileattr", "false"
 
+    qint64 rateLimit = 0; ///< bytes per second; 0: none
+    bool keepsExisting = false; ///< uploads: the server refuses when there is a file of that name
+
     /// Listings: takes the next batch, relative path to "file" or "dir". False ends the task. Called on
     /// the thread that runs it.
     std::function<bool(const ParamMap &)> takeBatch;

@@ -3,6 +3,7 @@
 #include "host/client/run_meter.h"
 #include "host/client/task_log.h"
 #include "host/client/task_verdict.h"
+#include "host/task_wishes.h"
 #include "host/text.h"
 #include "host/version.h"
 
@@ -64,6 +65,14 @@ ParamMap pathParams(const TaskJob &job)
     return {{destination, job.subPath}};
 }
 
+TaskWishes wishesOf(const TaskJob &job)
+{
+    TaskWishes wishes;
+    wishes.keepsExisting = job.operation == Operation::Upload && job.keepsExisting;
+    wishes.rateLimit = job.operation == Operation::Download ? job.rateLimit : 0;
+    return wishes;
+}
+
 void configure(VeskBase &handler, const TaskJob &job, UDTSOCKET socket, const TaskCounters &counters)
 {
     const ParamMap params = {
@@ -75,7 +84,7 @@ void configure(VeskBase &handler, const TaskJob &job, UDTSOCKET socket, const Ta
         {QStringLiteral("fileName"), job.fileName},
         {QStringLiteral("rootPath"), job.rootPath},
         {QStringLiteral("appKey"), job.share},
-        {QStringLiteral("appVersion"), programVersion()},
+        {QStringLiteral("appVersion"), wishesOf(job).appendTo(programVersion())},
         {QStringLiteral("userName"), job.userName},
         {QStringLiteral("bVerify"), job.verifyMode},
         {QStringLiteral("bReplace"), QStringLiteral("false")},
@@ -112,6 +121,7 @@ TaskOutcome TaskRunner::run(const TaskJob &job, UDTSOCKET socket)
     facts.operation = job.operation;
     const Module::Handler handler = m_context.module.createHandler();
     configure(*handler, job, socket, counters);
+    setRateLimit(socket, job.rateLimit);
     const QString partial = job.operation == Operation::Download ? temporaryPath(job.localPath()) : QString();
     RunMeter::Share moved(m_context.meter);
     std::atomic<qint64> begin{-1}; // as far as the readings tell

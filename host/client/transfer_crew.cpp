@@ -46,13 +46,21 @@ int affordableConnections(int connected)
         qMin<qint64>(ConnectionTuner::most, connected + free / memoryPart / connectionBytes));
 }
 
+// Many connections would cut a limited rate into parts that are of no use to any of them.
+int connectionLimit(const ClientSettings &settings)
+{
+    constexpr int limitedConnections = 4;
+    return settings.connections == 0 && settings.rateLimit > 0 ? limitedConnections : settings.connections;
+}
+
 } // namespace
 
 TransferCrew::TransferCrew(const ClientContext &context, Connector &connector, const RemoteAddress &server)
     : m_context(context)
     , m_link(connector, server, context.settings.family)
     , m_queue(queueCapacity)
-    , m_tuner(context.settings.connections)
+    , m_rate(context.settings.rateLimit)
+    , m_tuner(connectionLimit(context.settings))
     , m_governor([this] { govern(); })
 {
 }
@@ -112,7 +120,7 @@ void TransferCrew::work()
     }
 }
 
-TaskEnd TransferCrew::runOnce(Session &session, const TaskJob &job)
+TaskEnd TransferCrew::runOnce(Session &session, TaskJob job)
 {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -124,7 +132,10 @@ TaskEnd TransferCrew::runOnce(Session &session, const TaskJob &job)
             return end;
         }
     }
+    const int expected = static_cast<int>(m_queue.waiting() + m_queue.out());
+    job.rateLimit = m_rate.take(qMin(expected, connectionLimit(m_context.settings)));
     const TaskEnd end = session.run(job);
+    m_rate.giveBack(job.rateLimit);
     if (end.kind == TaskEnd::Kind::Failed && end.serverIsAway) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_isAway = true;

@@ -2,6 +2,7 @@
 
 #include "host/client/connection_tuner.h"
 #include "host/client/job_queue.h"
+#include "host/client/rate_budget.h"
 #include "host/client/server_link.h"
 
 #include <functional>
@@ -45,7 +46,7 @@ public:
 
 private:
     void work();
-    TaskEnd runOnce(Session &session, const TaskJob &job);
+    TaskEnd runOnce(Session &session, TaskJob job);
     bool resign();
     bool mayStay();
     void addWorker();
@@ -55,6 +56,7 @@ private:
     const ClientContext m_context;
     ServerLink m_link;
     JobQueue m_queue;
+    RateBudget m_rate;
 
     std::mutex m_mutex; // guards all below but the governor
     ConnectionTuner m_tuner;

@@ -1,10 +1,13 @@
 #include "host/client/transfer_run.h"
 
+#include "host/client/task_errors.h"
+#include "host/error_type.h"
 #include "host/text.h"
 
 #include "vesk_base/paths.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 
 #include <csignal>
 
@@ -25,11 +28,14 @@ bool isHidden(const TaskJob &job)
 
 } // namespace
 
-TransferRun::TransferRun(const ClientContext &context, Direction direction)
+TransferRun::TransferRun(const ClientContext &context, Direction direction, Mode mode)
     : m_context(context)
     , m_connector(context.settings.transport)
+    , m_mode(mode)
     , m_report(context, direction)
 {
+    if (mode == Mode::Dry)
+        m_report.beDry();
 }
 
 void TransferRun::use(const RemoteAddress &server)
@@ -45,7 +51,59 @@ void TransferRun::use(const RemoteAddress &server)
 
 void TransferRun::submit(const TaskJob &job)
 {
+    if (m_mode == Mode::Dry)
+        return plan(job);
     m_crew->submit(job, [this, job](const TaskEnd &end) { settle(job, end); });
+}
+
+void TransferRun::plan(const TaskJob &job)
+{
+    if (job.operation == Operation::Download)
+        return m_report.addPlanned(job, -1, QFileInfo::exists(job.localPath()));
+    const bool isThere = m_there.contains(job.subPath + QLatin1Char('/') + job.fileName);
+    if (isThere && job.operation == Operation::Upload && m_context.settings.existing != Existing::Update)
+        return leaveAlone(job);
+    const bool isFile = job.operation == Operation::Upload;
+    m_report.addPlanned(job, isFile ? QFileInfo(job.localPath()).size() : 0, isFile && isThere);
+}
+
+void TransferRun::learnWhatIsThere(const RemoteAddress &target)
+{
+    constexpr int mostNames = 1000000; // so many are kept in memory; beyond them, names count as not there
+    TaskJob job;
+    job.operation = Operation::List;
+    job.shownName =
+        escaped(target.path.isEmpty() ? target.share : target.share + QLatin1Char('/') + target.path);
+    job.share = target.share;
+    job.rootPath = target.path;
+    job.userName = target.user;
+    job.takeBatch = [this](const ParamMap &batch) {
+        for (auto entry = batch.begin(); entry != batch.end(); ++entry) {
+            const QString path = entry.key().mid(1);
+            m_there.insert(path.contains(QLatin1Char('/')) ? path : QLatin1Char('/') + path);
+        }
+        return m_there.size() < mostNames;
+    };
+    job.mayRepeat = [this] {
+        m_there.clear();
+        return true;
+    };
+    const TaskEnd end = m_crew->run(job);
+    const bool isNew = end.outcome.errorType == ErrorType::noSuchDirectory();
+    if (end.kind == TaskEnd::Kind::Failed && !isNew)
+        m_report.addFailure(end.failure);
+}
+
+void TransferRun::leaveAlone(const TaskJob &job)
+{
+    TaskEnd end;
+    end.outcome.result = TaskOutcome::Result::Kept;
+    end.kind = TaskEnd::Kind::Succeeded;
+    if (m_context.settings.existing == Existing::Fail) {
+        end.kind = TaskEnd::Kind::Failed;
+        end.failure = existsFailure(job);
+    }
+    m_report.addTransfer(job, end);
 }
 
 void TransferRun::settle(const TaskJob &job, const TaskEnd &end)
@@ -92,6 +150,7 @@ TransferSummary TransferRun::finish()
 void TransferRun::settleInterrupted()
 {
     Interruption &interruption = m_context.interruption;
+    interruption.beginSettling();
     if (!interruption.limit().isEmpty())
         m_context.display.print(
             QStringLiteral("stopped: %1 is reached; what has arrived is kept.\n").arg(interruption.limit()));

@@ -3,6 +3,8 @@
 #include "host/client/run_report.h"
 #include "host/client/transfer_crew.h"
 
+#include <QtCore/QSet>
+
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -16,7 +18,12 @@ namespace VESK::Host
 class TransferRun
 {
 public:
-    TransferRun(const ClientContext &context, Direction direction);
+    enum class Mode {
+        Real,
+        Dry, ///< transfers are counted, not made
+    };
+
+    TransferRun(const ClientContext &context, Direction direction, Mode mode = Mode::Real);
 
     /// The server of the next tasks; its port is set. Waits for the tasks of another one.
     void use(const RemoteAddress &server);
@@ -27,6 +34,13 @@ public:
     /// Runs a task, such as a listing, whose end is the caller's to report.
     TaskEnd run(const TaskJob &job) { return m_crew->run(job); }
 
+    /// For dry runs of uploads: asks the server which names are below the target, as far as it shows them.
+    /// A server that is away, or refuses to say, is reported as such.
+    void learnWhatIsThere(const RemoteAddress &target);
+
+    /// Reports a transfer that is not to be made since its target exists.
+    void leaveAlone(const TaskJob &job);
+
     /// False when the run was stopped; the rest is left alone then.
     bool mayGoOn() const { return !m_context.interruption.isRaised(); }
 
@@ -36,6 +50,7 @@ public:
     TransferSummary finish();
 
 private:
+    void plan(const TaskJob &job);
     void settle(const TaskJob &job, const TaskEnd &end);
     bool isToldAlready(const TaskEnd &end);
     void noteInterrupted(const TaskJob &job, const TaskEnd &end);
@@ -44,7 +59,9 @@ private:
 
     const ClientContext m_context;
     Connector m_connector; // of all servers: its port is kept for as long as anybody opens sockets
+    const Mode m_mode;
     RunReport m_report;
+    QSet<QString> m_there; // paths below the target of a dry run
     std::unique_ptr<TransferCrew> m_crew;
 
     std::mutex m_mutex; // guards all below

@@ -13,8 +13,41 @@ void TransferSummary::addFailure(ExitCode code)
     exitCode = combinedExitCode(exitCode, code);
 }
 
+namespace
+{
+
+QString planText(const TransferSummary &summary)
+{
+    const QString file = QStringLiteral("file");
+    const QString verb = summary.isDownload ? QStringLiteral("receive") : QStringLiteral("send");
+    const QString size = summary.knowsPlannedBytes
+        ? QStringLiteral(" (%1)").arg(bytesText(summary.plannedBytes))
+        : QStringLiteral(" (a listing tells no sizes)");
+    QStringList parts;
+    parts << QStringLiteral("would %1 %2%3").arg(verb, countText(summary.planned, file), size);
+    if (summary.plannedDirectories > 0)
+        parts << QStringLiteral("%1 empty directories").arg(summary.plannedDirectories);
+    if (summary.kept > 0)
+        parts << QStringLiteral("leave %1 alone").arg(countText(summary.kept, file));
+    if (summary.skipped > 0)
+        parts << QStringLiteral("%1 skipped").arg(summary.skipped);
+    if (summary.failed > 0)
+        parts << QStringLiteral("%1 failed").arg(countText(summary.failed, file));
+    QString text = parts.join(QStringLiteral(", "));
+    if (summary.plannedThere > 0)
+        text += QStringLiteral("\nnote: of these names, %1 there already; such files are compared first, and "
+                               "moved only where they differ.")
+                    .arg(summary.plannedThere == 1 ? QStringLiteral("1 is")
+                                                   : QStringLiteral("%1 are").arg(summary.plannedThere));
+    return text;
+}
+
+} // namespace
+
 QString summaryText(const TransferSummary &summary)
 {
+    if (summary.isDryRun)
+        return planText(summary);
     const QString file = QStringLiteral("file");
     const QString verb = summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
     QStringList parts;
@@ -25,6 +58,8 @@ QString summaryText(const TransferSummary &summary)
     if (summary.alreadyThere > 0)
         parts << QStringLiteral("%1 already there (%2)")
                      .arg(countText(summary.alreadyThere, file), bytesText(summary.skippedBytes));
+    if (summary.kept > 0)
+        parts << QStringLiteral("%1 left alone").arg(countText(summary.kept, file));
     if (summary.skipped > 0)
         parts << QStringLiteral("%1 skipped").arg(summary.skipped);
     if (summary.failed > 0)
@@ -43,9 +78,23 @@ QString summaryText(const TransferSummary &summary)
 QJsonObject summaryFields(const TransferSummary &summary)
 {
     const QString verb = summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
+    if (summary.isDryRun) {
+        return {
+            {QStringLiteral("dryRun"), true},
+            {QStringLiteral("planned"), summary.planned},
+            {QStringLiteral("plannedDirectories"), summary.plannedDirectories},
+            {QStringLiteral("plannedBytes"), summary.knowsPlannedBytes ? summary.plannedBytes : -1},
+            {QStringLiteral("there"), summary.plannedThere},
+            {QStringLiteral("kept"), summary.kept},
+            {QStringLiteral("skipped"), summary.skipped},
+            {QStringLiteral("failed"), summary.failed},
+            {QStringLiteral("exitCode"), number(summary.exitCode)},
+        };
+    }
     return {
         {verb, summary.placed},
         {QStringLiteral("alreadyThere"), summary.alreadyThere},
+        {QStringLiteral("kept"), summary.kept},
         {QStringLiteral("directories"), summary.directories},
         {QStringLiteral("skipped"), summary.skipped},
         {QStringLiteral("failed"), summary.failed},

@@ -12,8 +12,15 @@ namespace VESK::Host
 /// What a run of transfers came to.
 struct TransferSummary {
     bool isDownload = false;
+    bool isDryRun = false; ///< then these say what would be done
+    int planned = 0; ///< files
+    int plannedDirectories = 0; ///< empty ones
+    int plannedThere = 0; ///< of the files, those of whose name there is one at the target
+    qint64 plannedBytes = 0; ///< sizes of the files, those that are known
+    bool knowsPlannedBytes = true; ///< of all
     int placed = 0; ///< files moved and put in place
     int alreadyThere = 0; ///< files the receiver had
+    int kept = 0; ///< files left alone since one of that name is there (`--existing skip`)
     int directories = 0; ///< empty ones that were made
     int skipped = 0; ///< what cannot be moved: links that lead nowhere, pipes, names that are no text
     int failed = 0;
@@ -26,7 +33,7 @@ struct TransferSummary {
     ExitCode exitCode = ExitCode::Success;
 
     void addFailure(ExitCode code);
-    bool hasSuccess() const { return placed + alreadyThere + directories > 0; }
+    bool hasSuccess() const { return placed + alreadyThere + kept + directories > 0; }
 };
 
 /// The summary as one or two lines for people, without a line end.

@@ -28,56 +28,95 @@ QString joined(const QString &a, const QString &b)
 
 } // namespace
 
-Uploader::Uploader(const ClientContext &context, const RemoteAddress &target)
+Uploader::Uploader(const ClientContext &context, const RemoteAddress &target, const Selection &selection)
     : m_context(context)
     , m_target(target)
-    , m_run(context, Direction::Up)
+    , m_selection(selection)
+    , m_run(context, Direction::Up, selection.isDryRun ? TransferRun::Mode::Dry : TransferRun::Mode::Real)
 {
     m_run.use(target);
 }
 
-TransferSummary Uploader::upload(const QStringList &paths, Directories directories)
+TransferSummary Uploader::upload(const QStringList &paths)
 {
+    if (m_selection.isDryRun && !m_selection.isExplained)
+        m_run.learnWhatIsThere(m_target);
+    if (m_selection.names) {
+        uploadNames(paths.isEmpty() ? QStringLiteral(".") : paths.first());
+        return m_run.finish();
+    }
     for (const QString &path : paths) {
-        if (directories == Directories::Refuse || !QFileInfo(path).isDir())
+        if (!m_selection.isRecursive || !QFileInfo(path).isDir())
             m_context.display.addKnown(1, QFileInfo(path).size());
     }
-    if (directories == Directories::Refuse)
+    if (!m_selection.isRecursive)
         m_context.display.setAllKnown();
     for (const QString &path : paths) {
         if (m_run.mayGoOn())
-            uploadPath(path, directories);
+            uploadPath(path);
     }
     return m_run.finish();
 }
 
-void Uploader::uploadPath(const QString &path, Directories directories)
+void Uploader::uploadPath(const QString &path)
 {
     const QFileInfo info(path);
-    if (directories == Directories::Send && info.isDir()) {
-        uploadTree(QDir::cleanPath(info.absoluteFilePath()));
+    if (m_selection.isRecursive && info.isDir()) {
+        const QString top = QDir::cleanPath(info.absoluteFilePath());
+        uploadTree({top, QFileInfo(top).fileName()}); // the root has no name to keep
         return;
     }
-    TaskJob job = newJob();
-    uploadFile(path, job);
+    if (takes(m_selection, info.fileName(), false))
+        uploadFile(path, newJob());
 }
 
-void Uploader::uploadTree(const QString &top)
+void Uploader::uploadNames(const QString &directory)
 {
-    if (!collect(top))
+    const QDir base(directory);
+    while (m_run.mayGoOn()) {
+        const std::optional<NameList::Name> name = m_selection.names->next();
+        if (!name)
+            break;
+        if (!name->flaw.isEmpty()) {
+            m_run.report().addSkipped(name->shown, name->flaw);
+            continue;
+        }
+        const QString path = base.absoluteFilePath(name->path);
+        const bool isDirectory = QFileInfo(path).isDir();
+        if (m_selection.isRecursive && isDirectory) {
+            uploadTree({QDir::cleanPath(path), name->path});
+            continue;
+        }
+        if (!takes(m_selection, name->path, isDirectory))
+            continue;
+        m_context.display.addKnown(1, QFileInfo(path).size());
+        TaskJob job = newJob();
+        job.subPath = directoryPart(name->path);
+        job.shownName = name->shown;
+        uploadFile(path, job);
+    }
+    if (m_selection.names->error() != 0)
+        m_run.report().addFailure({ExitCode::LocalFile,
+                                   QStringLiteral("cannot read the list of names: %1")
+                                       .arg(qt_error_string(m_selection.names->error())),
+                                   {}});
+}
+
+void Uploader::uploadTree(const Tree &tree)
+{
+    if (!collect(tree))
         return;
     m_count = 0;
-    const QString prefix = QFileInfo(top).fileName(); // empty for the root: then there is no name to keep
     while (m_run.mayGoOn()) {
         const std::optional<NameSpool::Entry> entry = m_spool.next();
         if (!entry)
             return;
         ++m_count;
-        uploadEntry(*entry, top, prefix);
+        uploadEntry(*entry, tree);
     }
 }
 
-bool Uploader::collect(const QString &top)
+bool Uploader::collect(const Tree &tree)
 {
     bool isSpooled = m_spool.clear();
     const auto add = [&](NameSpool::Kind kind, const QString &path) {
@@ -85,8 +124,11 @@ bool Uploader::collect(const QString &top)
         return isSpooled && m_run.mayGoOn();
     };
     LocalTree::Visitor visitor;
+    visitor.takes = [&](const QString &path, bool isDirectory) {
+        return takes(m_selection, path, isDirectory);
+    };
     visitor.file = [&](const QString &path) {
-        m_context.display.addKnown(1, QFileInfo(QDir(top).filePath(path)).size());
+        m_context.display.addKnown(1, QFileInfo(QDir(tree.top).filePath(path)).size());
         return add(NameSpool::Kind::File, path);
     };
     visitor.emptyDirectory = [&](const QString &path) {
@@ -97,8 +139,8 @@ bool Uploader::collect(const QString &top)
         m_run.report().addSkipped(path, why);
         return m_run.mayGoOn();
     };
-    LocalTree tree(visitor);
-    const bool isWalked = isSpooled && tree.walk(top);
+    LocalTree walker(visitor);
+    const bool isWalked = isSpooled && walker.walk(tree.top);
     isSpooled = isSpooled && m_spool.rewind();
     if (!isSpooled)
         m_run.report().addFailure(
@@ -108,10 +150,10 @@ bool Uploader::collect(const QString &top)
     return isSpooled && isWalked;
 }
 
-void Uploader::uploadEntry(const NameSpool::Entry &entry, const QString &top, const QString &prefix)
+void Uploader::uploadEntry(const NameSpool::Entry &entry, const Tree &tree)
 {
     TaskJob job = newJob();
-    const QString path = joined(prefix, entry.path);
+    const QString path = joined(tree.prefix, entry.path);
     job.shownName = escaped(path);
     job.place = QStringLiteral("[%1/%2] ").arg(QString::number(m_count), QString::number(m_spool.entries()));
     if (entry.kind == NameSpool::Kind::Directory) {
@@ -120,7 +162,7 @@ void Uploader::uploadEntry(const NameSpool::Entry &entry, const QString &top, co
         return;
     }
     job.subPath = directoryPart(path);
-    uploadFile(QDir(top).filePath(entry.path), job);
+    uploadFile(QDir(tree.top).filePath(entry.path), job);
 }
 
 void Uploader::uploadFile(const QString &path, TaskJob job)
@@ -149,6 +191,7 @@ TaskJob Uploader::newJob() const
     job.rootPath = m_target.path;
     job.userName = m_target.user;
     job.verifyMode = m_context.settings.verifyMode;
+    job.keepsExisting = m_context.settings.existing != Existing::Update;
     return job;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/client/name_spool.h"
+#include "host/client/selection.h"
 #include "host/client/transfer_run.h"
 
 #include <QtCore/QStringList>
@@ -13,25 +14,31 @@ namespace VESK::Host
 class Uploader
 {
 public:
-    enum class Directories { Refuse, Send };
+    Uploader(const ClientContext &context, const RemoteAddress &target, const Selection &selection = {});
 
-    Uploader(const ClientContext &context, const RemoteAddress &target);
-
-    /// Uploads what the paths name, telling each failure on stderr as it happens. After an interruption
-    /// the rest is left alone, and the exit code says so.
-    TransferSummary upload(const QStringList &paths, Directories directories);
+    /// Uploads what the paths name, telling each failure on stderr as it happens. With a list of names,
+    /// those below the one path, or the working directory without any. After an interruption the rest is
+    /// left alone, and the exit code says so.
+    TransferSummary upload(const QStringList &paths);
 
 private:
-    void uploadPath(const QString &path, Directories directories);
-    void uploadTree(const QString &top);
-    [[nodiscard]] bool collect(const QString &top);
-    void uploadEntry(const NameSpool::Entry &entry, const QString &top, const QString &prefix);
+    struct Tree {
+        QString top; ///< absolute
+        QString prefix; ///< of its entries' paths at the target; empty for none
+    };
+
+    void uploadPath(const QString &path);
+    void uploadNames(const QString &directory);
+    void uploadTree(const Tree &tree);
+    [[nodiscard]] bool collect(const Tree &tree);
+    void uploadEntry(const NameSpool::Entry &entry, const Tree &tree);
     void uploadFile(const QString &path, TaskJob job);
     void makeDirectory(TaskJob job);
     TaskJob newJob() const;
 
     const ClientContext m_context;
     const RemoteAddress m_target;
+    const Selection m_selection;
     TransferRun m_run;
     NameSpool m_spool;
     qint64 m_count = 0; // entries of the tree in hand that were dealt with

@@ -179,7 +179,7 @@ TransferSummary Demo::uploadHere()
     const ClientSettings settings = clientSettings();
     RunMeter meter;
     Uploader uploader({m_module, settings, display, m_interruption, meter}, share());
-    return uploader.upload({m_source}, Uploader::Directories::Refuse);
+    return uploader.upload({m_source});
 }
 
 TransferSummary Demo::downloadHere()
@@ -190,7 +190,7 @@ TransferSummary Demo::downloadHere()
     Downloader downloader({m_module, settings, display, m_interruption, meter}, downloadDirectory());
     RemoteAddress source = share();
     source.path = fileName;
-    return downloader.download({source}, Downloader::Directories::Refuse);
+    return downloader.download({source});
 }
 
 QString Demo::downloadDirectory() const

@@ -34,14 +34,6 @@ bool hasTooLongName(const QString &path)
                        [](const QString &part) { return part.toUtf8().size() > maxNameBytes; });
 }
 
-QString findBadName(const UploadTarget &target)
-{
-    const QString name = target.path.section(QLatin1Char('/'), -1);
-    if (name.isEmpty() || name == QLatin1String(".") || isTemporaryName(name))
-        return ErrorType::badRequest();
-    return hasTooLongName(target.path) ? ErrorType::nameTooLong() : QString();
-}
-
 QString deepestExisting(QString path)
 {
     while (path.size() > 1 && !QFileInfo::exists(path))
@@ -110,6 +102,14 @@ UploadTarget uploadTarget(const Share &share, const ParamMap &taskParam)
     const qint64 size = value(taskParam, "fileSize").toLongLong(&ok);
     target.fileSize = ok ? size : -1;
     return target;
+}
+
+QString findBadName(const UploadTarget &target)
+{
+    const QString name = target.path.section(QLatin1Char('/'), -1);
+    if (name.isEmpty() || name == QLatin1String(".") || isTemporaryName(name))
+        return ErrorType::badRequest();
+    return hasTooLongName(target.path) ? ErrorType::nameTooLong() : QString();
 }
 
 QString findObstacle(const Share &share, const UploadTarget &target)

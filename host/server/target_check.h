@@ -20,6 +20,9 @@ struct UploadTarget {
 /// Resolves an upload's parameters in the same way as the handler does.
 UploadTarget uploadTarget(const Share &share, const ParamMap &taskParam);
 
+/// BadRequest or NameTooLong for a target whose name is none, or that of a partial copy; empty otherwise.
+QString findBadName(const UploadTarget &target);
+
 /// The error type of what would make this upload fail after it was accepted, when the client could only
 /// be cut off: a bad name, a directory that cannot be made, written to or given its mode, too little
 /// space. Empty when nothing speaks against it.

@@ -37,6 +37,8 @@ public:
 private:
     QString judgeClaims(const ParamMap &taskParam) const;
     QString judgeUpload(const ParamMap &taskParam);
+    QString judgeDownload(const ParamMap &taskParam) const;
+    QString discardPartial(const ParamMap &taskParam);
 
     const Share *const m_share;
     RunningUploads &m_uploads;

@@ -88,7 +88,7 @@ TEST_F(HostileServerTest, PutsNothingOutsideTheTargetDirectory)
         {
             ScriptedServer server(
                 [&](ScriptedPeer &peer) { listAndRefuse(peer, entries(bad, kind), &asked); });
-            EXPECT_EQ(run({QStringLiteral("get"), QStringLiteral("-r"),
+            EXPECT_EQ(run({QStringLiteral("get"), QStringLiteral("-r"), QStringLiteral("-j1"),
                            ScriptedServer::url(QStringLiteral("s")), target()}),
                       1)
                 << m_err;
@@ -112,8 +112,8 @@ TEST_F(HostileServerTest, TakesFitNamesBesideUnfitOnes)
                                   QStringLiteral("file")),
                           &asked);
         });
-        EXPECT_EQ(run({QStringLiteral("get"), QStringLiteral("-r"), ScriptedServer::url(QStringLiteral("s")),
-                       target()}),
+        EXPECT_EQ(run({QStringLiteral("get"), QStringLiteral("-r"), QStringLiteral("-j1"),
+                       ScriptedServer::url(QStringLiteral("s")), target()}),
                   1);
     }
     EXPECT_EQ(asked, (QStringList{QStringLiteral("| "), QStringLiteral("..x|y..")}));
@@ -127,8 +127,8 @@ TEST_F(HostileServerTest, SkipsAKindThatIsNone)
         ScriptedServer server([&](ScriptedPeer &peer) {
             listAndRefuse(peer, {{QStringLiteral("/x"), QStringLiteral("device")}}, &asked);
         });
-        EXPECT_EQ(run({QStringLiteral("get"), QStringLiteral("-r"), ScriptedServer::url(QStringLiteral("s")),
-                       target()}),
+        EXPECT_EQ(run({QStringLiteral("get"), QStringLiteral("-r"), QStringLiteral("-j1"),
+                       ScriptedServer::url(QStringLiteral("s")), target()}),
                   1);
     }
     EXPECT_EQ(asked, QStringList());
@@ -184,7 +184,9 @@ TEST_F(HostileServerTest, TakesNothingFromAbsurdFactsAboutAFile)
             EXPECT_EQ(result->value(QStringLiteral("verifyResult")), QStringLiteral("false"));
         };
         ScriptedServer server(script, attempts);
-        EXPECT_EQ(run({QStringLiteral("get"), ScriptedServer::url(QStringLiteral("s/f")), target()}), 6)
+        EXPECT_EQ(run({QStringLiteral("get"), QStringLiteral("-j1"),
+                       ScriptedServer::url(QStringLiteral("s/f")), target()}),
+                  6)
             << qPrintable(number) << m_err;
         EXPECT_EQ(m_directory.entries(),
                   (QStringList{QStringLiteral("a/"), QStringLiteral("a/b/"), QStringLiteral("a/b/out/")}));
