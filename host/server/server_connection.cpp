@@ -140,7 +140,8 @@ ServerConnection::Next ServerConnection::judgeReception(const Reception &recepti
         return punish();
     case Reception::Result::Gone:
         // A client that has another token sees so in our answer, and leaves.
-        logServer(QStringLiteral("warning"), QStringLiteral("left during the hello"));
+        logServer(QStringLiteral("warning"),
+                  QStringLiteral("left during the hello, as clients do that have another token"));
         return Next::Close;
     }
     m_user = reception.user;
