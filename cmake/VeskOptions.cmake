@@ -15,7 +15,8 @@ target_compile_definitions(vesk_options INTERFACE
     QT_NO_KEYWORDS QT_NO_CAST_FROM_BYTEARRAY QT_NO_URL_CAST_FROM_STRING QT_DEPRECATED_WARNINGS)
 
 if(VESK_SANITIZE)
-    add_compile_options(-fsanitize=${VESK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    # Reports need line numbers and no more; full debug information would take a quarter of the build's time.
+    add_compile_options(-fsanitize=${VESK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1)
     add_link_options(-fsanitize=${VESK_SANITIZE})
 endif()
 if(VESK_FUZZ)

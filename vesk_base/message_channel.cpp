@@ -53,11 +53,14 @@ public:
 
     bool anyProgress() const { return m_anyProgress; }
 
+    /// Did a stop come since the call began?
+    bool isStopped() const { return m_flags && !m_flags->active; }
+
     /// May another slice be spent?
     bool mayGoOn() const
     {
         const auto idle = Clock::now() - m_lastProgress;
-        if (m_flags && !m_flags->active)
+        if (isStopped())
             return false;
         if (m_flags && m_flags->stopRequested && idle >= patienceAfterStop)
             return false;
@@ -91,11 +94,15 @@ void MessageChannel::limit(int payloadBytes, Clock::time_point deadline)
 bool MessageChannel::send(int kind, const QString &text)
 {
     m_lastErrorCode = 0;
-    const std::optional<QByteArray> frame = writeFrame(kind, text);
-    if (m_broken || !frame)
+    if (m_broken)
         return false;
 
+    // Before the frame is made: of a long listing that takes a while, and a stop meanwhile is one of this
+    // call.
     Wait wait(m_socket, m_flags, Wait::Direction::Sending, m_deadline);
+    const std::optional<QByteArray> frame = writeFrame(kind, text);
+    if (!frame || wait.isStopped())
+        return false;
     if (sendAll(*frame, wait))
         return true;
     m_broken = wait.anyProgress();

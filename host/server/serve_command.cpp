@@ -7,6 +7,7 @@
 #include "host/server/announcement.h"
 #include "host/server/loop_check.h"
 #include "host/server/serve_settings.h"
+#include "host/server/memory.h"
 #include "host/server/server.h"
 #include "host/server/server_log.h"
 #include "host/signals.h"
@@ -17,7 +18,9 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
+#include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace VESK::Host
@@ -27,6 +30,10 @@ namespace
 {
 
 constexpr int wantedKernelBuffer = 4 << 20; // bytes; see TransportOptions::udpReceiveBuffer
+
+// For tasks to notice that they are to pause. One that hashes a file does not, and ends with the program: its
+// partial copy is kept, as after any other abrupt end.
+constexpr std::chrono::seconds patienceAtEnd(5);
 
 int fail(const Failure &failure)
 {
@@ -78,7 +85,7 @@ int run(const ServeOptions &options, const Module &module, const ServerSettings 
     if (options.auth == "token" && !(token = settleToken(options, &announcement, &failure)))
         return fail(failure);
 
-    installServerLog(options.verbose);
+    std::optional<ServerLog> log(options.verbose);
     const UdtLibrary library;
     TransportOptions transport;
     transport.packetSize = options.packetSize;
@@ -104,11 +111,18 @@ int run(const ServeOptions &options, const Module &module, const ServerSettings 
     const LoopCheck loopCheck(settings);
     server.run();
     logServer(QStringLiteral("info"), QStringLiteral("stopping"));
+    if (!server.finish(patienceAtEnd)) {
+        logServer(QStringLiteral("warning"),
+                  QStringLiteral("ending in the middle of a task that does not stop"));
+        log.reset();
+        std::_Exit(number(ExitCode::Success));
+    }
     return number(ExitCode::Success);
 }
 
 int serve(const ServeOptions &options, const GlobalOptions &global)
 {
+    limitHeaps();
     Failure failure;
     const std::optional<ServerSettings> settings = serverSettings(options, &failure);
     if (!settings)

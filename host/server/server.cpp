@@ -1,5 +1,6 @@
 #include "host/server/server.h"
 
+#include "host/server/memory.h"
 #include "host/server/server_log.h"
 
 namespace VESK::Host
@@ -12,6 +13,8 @@ namespace
 // from others until there are so many.
 constexpr std::size_t maxStrangers = 128;
 
+constexpr std::chrono::seconds quiet(5); // the transport frees a connection a second or two after its end
+
 } // namespace
 
 Server::Server(const Module &module, const ServerSettings &settings, const HelloTerms &terms,
@@ -20,14 +23,14 @@ Server::Server(const Module &module, const ServerSettings &settings, const Hello
     , m_settings(settings)
     , m_terms(terms)
     , m_listener(listener)
+    , m_idle(quiet, &returnFreedMemory)
 {
 }
 
 Server::~Server()
 {
     stop();
-    for (const auto &connection : m_connections)
-        connection->stop();
+    stopConnections();
 }
 
 void Server::run()
@@ -48,13 +51,26 @@ void Server::admit(UdtSocket socket, const SocketAddress &peer)
                   QStringLiteral("turned away %1: too many connections").arg(peer.text()));
         return;
     }
-    const ServerConnection::Context context{m_module, m_settings, m_terms, m_uploads, m_guesses, m_guests};
+    const ServerConnection::Context context{m_module,  m_settings, m_terms, m_uploads,
+                                            m_guesses, m_guests,   m_idle};
     m_connections.push_back(std::make_unique<ServerConnection>(context, std::move(socket), peer));
 }
 
 void Server::stop()
 {
     m_listener.close();
+}
+
+bool Server::finish(std::chrono::milliseconds limit)
+{
+    stopConnections();
+    return m_idle.waitUntilIdle(limit);
+}
+
+void Server::stopConnections()
+{
+    for (const auto &connection : m_connections)
+        connection->stop();
 }
 
 } // namespace VESK::Host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/server/idle_watch.h"
 #include "host/server/server_connection.h"
 #include "transport/listener.h"
 
@@ -26,8 +27,13 @@ public:
     /// Closes the listener, so that `run` returns. Any thread.
     void stop();
 
+    /// After `run`: pauses every task and waits for the connections to end. False when one has not after
+    /// `limit`: a file's hash is not interrupted, and may take minutes.
+    [[nodiscard]] bool finish(std::chrono::milliseconds limit);
+
 private:
     void admit(UdtSocket socket, const SocketAddress &peer);
+    void stopConnections();
 
     const Module &m_module;
     const ServerSettings m_settings;
@@ -36,6 +42,7 @@ private:
     RunningUploads m_uploads;
     GuessDelay m_guesses;
     std::atomic<int> m_guests{0};
+    IdleWatch m_idle;
     std::list<std::unique_ptr<ServerConnection>> m_connections; // of the thread in run()
 };
 

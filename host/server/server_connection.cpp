@@ -83,6 +83,7 @@ bool ServerConnection::publish(VeskBase *handler)
 
 void ServerConnection::run()
 {
+    const IdleWatch::Visit visit(m_context.idle);
     const LoggedClient client(m_peer.text());
     logServer(QStringLiteral("debug"), QStringLiteral("connected"));
     Next next = admit();

@@ -2,6 +2,7 @@
 
 #include "host/hello/server_hello.h"
 #include "host/server/guess_delay.h"
+#include "host/server/idle_watch.h"
 #include "host/server/running_uploads.h"
 #include "host/server/server_settings.h"
 #include "transport/udt_socket.h"
@@ -32,6 +33,7 @@ public:
         RunningUploads &uploads;
         GuessDelay &guesses;
         std::atomic<int> &guests; ///< connections whose clients have been admitted
+        IdleWatch &idle; ///< each connection is a visit
     };
 
     ServerConnection(const Context &context, UdtSocket socket, const SocketAddress &peer);

@@ -5,11 +5,21 @@
 namespace VESK::Host
 {
 
-/// Sends every handler's log lines, and those of `logServer`, to stderr: level, the client of the calling
-/// thread if it serves one, and the message, with file names escaped. "debug" lines only when `verbose`.
-void installServerLog(bool verbose);
+/// While it lives, every handler's log lines, and those of `logServer`, go to stderr: level, the client of
+/// the calling thread if it serves one, and the message, with file names escaped. "debug" lines only when
+/// `verbose`. A thread of its own writes them: whoever logs never waits for the reader of stderr. One at a
+/// time.
+class ServerLog
+{
+public:
+    explicit ServerLog(bool verbose);
+    /// Waits a second for what is not yet written.
+    ~ServerLog();
+    ServerLog(const ServerLog &) = delete;
+    ServerLog &operator=(const ServerLog &) = delete;
+};
 
-/// One line of the server itself. Any thread.
+/// One line of the server itself. Any thread. Written at once when there is no ServerLog.
 void logServer(const QString &level, const QString &message);
 
 /// While it lives, the calling thread's lines bear this client's address.
