@@ -27,10 +27,26 @@ bool isPairAt(const QString &text, int i)
     return i + 1 < text.size() && text[i].isHighSurrogate() && text[i + 1].isLowSurrogate();
 }
 
+bool isControl(QChar unit)
+{
+    return unit < QLatin1Char(' ') || (unit >= QChar(0x7F) && unit <= QChar(0x9F));
+}
+
 bool mustBeEscaped(QChar unit)
 {
-    return unit == QLatin1Char('\\') || unit == QLatin1Char('=') || unit.category() == QChar::Other_Control
-        || unit == QChar(0xFEFF) || isNoncharacter(unit) || unit.isSurrogate();
+    return unit == QLatin1Char('\\') || unit == QLatin1Char('=') || isControl(unit) || unit == QChar(0xFEFF)
+        || isNoncharacter(unit) || unit.isSurrogate();
+}
+
+/// The end of the characters from `begin` on that need no second look. Names are made of little else.
+int plainEnd(const QString &text, int begin)
+{
+    const ushort *const units = text.utf16();
+    const int size = text.size();
+    int end = begin;
+    while (end < size && units[end] >= ' ' && units[end] <= '~' && units[end] != '=' && units[end] != '\\')
+        ++end;
+    return end;
 }
 
 void appendEscaped(QString &out, QChar unit)
@@ -45,6 +61,11 @@ void appendEscaped(QString &out, QChar unit)
 void appendText(QString &out, const QString &text)
 {
     for (int i = 0; i < text.size(); ++i) {
+        const int plain = plainEnd(text, i);
+        out.append(text.constData() + i, plain - i);
+        i = plain;
+        if (i == text.size())
+            return;
         if (isPairAt(text, i) && !isNoncharacterPair(text, i)) {
             out += text[i++];
             out += text[i];
@@ -110,6 +131,11 @@ public:
     bool readText(QLatin1Char terminator, QString &out)
     {
         while (m_at < m_text.size()) {
+            const int plain = plainEnd(m_text, m_at);
+            out.append(m_text.constData() + m_at, plain - m_at);
+            m_at = plain;
+            if (m_at == m_text.size())
+                return false;
             const QChar unit = m_text[m_at];
             if (unit == terminator) {
                 ++m_at;
@@ -182,11 +208,10 @@ std::optional<ParamMap> readParamText(const QString &text)
         QString value = QLatin1String("");
         if (!reader.readText(QLatin1Char('='), key) || !reader.readText(QLatin1Char('\n'), value))
             return std::nullopt;
-        if (map.contains(key))
-            return std::nullopt;
-        map.insert(key, value);
+        map.insert(map.cend(), key, value); // most writers keep the order of the keys
     }
-    if (!reader.atEnd())
+    const bool hasKeyTwice = map.size() != count;
+    if (hasKeyTwice || !reader.atEnd())
         return std::nullopt;
     return map;
 }

@@ -108,14 +108,14 @@ int runClient(const QString &verb, const ClientOptions &options, const GlobalOpt
             ::_exit(number(stopCode(interruption)));
         interruption.raise(signal);
     });
-    const InstalledVerifyCache cache(options.verifyCache, [](const QString &sentence) {
-        writeStderr(QStringLiteral("warning: %1\n").arg(sentence));
-    });
     RunMeter meter;
     ProgressSettings progress;
     progress.style = progressStyle(options);
     progress.hasColour = wantsColour();
     ProgressDisplay display(progress);
+    const InstalledVerifyCache cache(options.verifyCache, [&display](const QString &sentence) {
+        display.print(QStringLiteral("warning: %1\n").arg(sentence));
+    });
     const ExitCode exitCode = work({*module, settings, display, interruption, meter});
     return number(exitCode);
 }

@@ -64,10 +64,12 @@ QString SqliteVerifyCache::find(const FileState &state, const QString &algorithm
         return pending->second.state == state ? pending->second.value : QString();
     if (!isOpen())
         return QString();
-    const QString value = m_database->find(state, algorithm);
+    const VerifyDatabase::Found found = m_database->find(state, algorithm);
     if (!m_database->error().isEmpty())
         giveUp(m_database->error());
-    return value;
+    else if (found.isOld)
+        keep(state, algorithm, found.value);
+    return found.value;
 }
 
 void SqliteVerifyCache::store(const FileState &state, const QString &algorithm, const QString &value)
@@ -83,8 +85,13 @@ void SqliteVerifyCache::forget(const FileState &state, const QString &algorithm)
 void SqliteVerifyCache::put(const FileState &state, const QString &algorithm, const QString &value)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (!isOpen())
-        return;
+    if (isOpen())
+        keep(state, algorithm, value);
+}
+
+// With the mutex held and the database open.
+void SqliteVerifyCache::keep(const FileState &state, const QString &algorithm, const QString &value)
+{
     const qint64 nowMs = QDateTime::currentMSecsSinceEpoch();
     if (m_pending.values.empty())
         m_pending.sinceMs = nowMs;

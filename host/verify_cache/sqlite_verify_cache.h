@@ -51,6 +51,7 @@ private:
 
     bool isOpen();
     void put(const FileState &state, const QString &algorithm, const QString &value);
+    void keep(const FileState &state, const QString &algorithm, const QString &value);
     void write();
     void giveUp(QString why);
 

@@ -32,23 +32,25 @@ constexpr char findSql[] =
     "AND size=?4 AND mtime_ns=?5 AND ctime_ns=?6";
 constexpr char storeSql[] = "INSERT OR REPLACE INTO verify_value VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)";
 constexpr char removeSql[] = "DELETE FROM verify_value WHERE device=?1 AND inode=?2 AND algorithm=?3";
-constexpr char useSql[] = "UPDATE verify_value SET used_ms=?4 WHERE device=?1 AND inode=?2 AND algorithm=?3";
 constexpr char shrinkSql[] = "DELETE FROM verify_value WHERE used_ms <= (SELECT used_ms FROM verify_value "
                              "ORDER BY used_ms LIMIT 1 OFFSET (SELECT count(*) / 4 FROM verify_value))";
 
 /// Makes the file readable and writable for its owner only when it is missing: what stands in it decides
-/// which files are taken for unchanged. False when somebody else could write to it.
+/// which files are taken for unchanged. False when somebody else could write to it. An existing file is not
+/// opened: closing it again would drop the locks of a database that this process has open.
 bool claimFile(const QByteArray &path, QString *error)
 {
-    const int descriptor = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600);
-    if (descriptor < 0) {
+    const int descriptor = ::open(path.constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (descriptor >= 0) {
+        ::close(descriptor);
+        return true;
+    }
+    struct stat status;
+    if (errno != EEXIST || ::stat(path.constData(), &status) != 0) {
         *error = qt_error_string(errno);
         return false;
     }
-    struct stat status;
-    const bool isKnown = ::fstat(descriptor, &status) == 0;
-    ::close(descriptor);
-    if (!isKnown || !S_ISREG(status.st_mode)) {
+    if (!S_ISREG(status.st_mode)) {
         *error = QStringLiteral("it is no regular file");
         return false;
     }
@@ -121,10 +123,9 @@ bool VerifyDatabase::setUp()
     m_find = prepare(findSql);
     m_store = prepare(storeSql);
     m_remove = prepare(removeSql);
-    m_use = prepare(useSql);
     m_begin = prepare("BEGIN IMMEDIATE");
     m_commit = prepare("COMMIT");
-    return m_find && m_store && m_remove && m_use && m_begin && m_commit;
+    return m_find && m_store && m_remove && m_begin && m_commit;
 }
 
 VerifyDatabase::Statement VerifyDatabase::prepare(const char *sql)
@@ -166,35 +167,22 @@ qint64 VerifyDatabase::number(const char *sql)
     return sqlite3_column_int64(statement.get(), 0);
 }
 
-QString VerifyDatabase::find(const FileState &state, const QString &algorithm)
+VerifyDatabase::Found VerifyDatabase::find(const FileState &state, const QString &algorithm)
 {
-    const QByteArray name = algorithm.toUtf8();
     sqlite3_stmt *const statement = m_find.get();
-    bindKey(statement, state, name);
+    bindKey(statement, state, algorithm.toUtf8());
     bindState(statement, state);
     const int result = sqlite3_step(statement);
-    QString value;
-    qint64 usedMs = 0;
+    Found found;
     if (result == SQLITE_ROW) {
-        value = QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)));
-        usedMs = sqlite3_column_int64(statement, 1);
+        found.value = QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)));
+        const qint64 usedMs = sqlite3_column_int64(statement, 1);
+        found.isOld = QDateTime::currentMSecsSinceEpoch() - usedMs >= useStepMs;
     } else if (result != SQLITE_DONE) {
         (void)fail(result); // the caller asks for the error
     }
     sqlite3_reset(statement);
-    if (!value.isEmpty())
-        markAsUsed(state, name, usedMs);
-    return value;
-}
-
-void VerifyDatabase::markAsUsed(const FileState &state, const QByteArray &algorithm, qint64 usedMs)
-{
-    const qint64 nowMs = QDateTime::currentMSecsSinceEpoch();
-    if (nowMs - usedMs < useStepMs)
-        return;
-    bindKey(m_use.get(), state, algorithm);
-    sqlite3_bind_int64(m_use.get(), 4, nowMs);
-    (void)run(m_use.get()); // the caller asks for the error
+    return found;
 }
 
 bool VerifyDatabase::begin()

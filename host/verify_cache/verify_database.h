@@ -24,10 +24,16 @@ public:
     VerifyDatabase(const VerifyDatabase &) = delete;
     VerifyDatabase &operator=(const VerifyDatabase &) = delete;
 
-    // False, or an empty text, when the file fails; `error` then says why, and is empty before that. It stays
-    // empty when another process holds the file for longer than is worth waiting for.
+    // False, or an empty value, when the file fails; `error` then says why, and is empty before that. It
+    // stays empty when another process holds the file for longer than is worth waiting for.
 
-    QString find(const FileState &state, const QString &algorithm);
+    /// A kept value, and whether it is long ago that it was stored; storing it once more tells that it is of
+    /// use.
+    struct Found {
+        QString value;
+        bool isOld = false;
+    };
+    Found find(const FileState &state, const QString &algorithm);
 
     /// Between these, changes are one transaction.
     bool begin();
@@ -56,13 +62,11 @@ private:
     bool run(sqlite3_stmt *statement);
     bool fail(int result);
     qint64 number(const char *sql);
-    void markAsUsed(const FileState &state, const QByteArray &algorithm, qint64 usedMs);
 
     std::unique_ptr<sqlite3, Closer> m_database; // first, so that it goes last
     Statement m_find;
     Statement m_store;
     Statement m_remove;
-    Statement m_use;
     Statement m_begin;
     Statement m_commit;
     QString m_error;

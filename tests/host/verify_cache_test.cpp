@@ -186,6 +186,23 @@ TEST_F(VerifyCacheFile, ValuesOfNoUseGoWhenItIsFull)
     EXPECT_EQ(warnings, QStringList());
 }
 
+TEST_F(VerifyCacheFile, AValueThatIsFoundCountsAsOfUse)
+{
+    open()->store(someState, "xxh128"_s, "value"_s);
+    const auto change = [this](const char *statement) {
+        sqlite3 *database = nullptr;
+        EXPECT_EQ(sqlite3_open(QFile::encodeName(path).constData(), &database), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(database, statement, nullptr, nullptr, nullptr), SQLITE_OK);
+        const int changes = sqlite3_changes(database);
+        sqlite3_close(database);
+        return changes;
+    };
+    EXPECT_EQ(change("UPDATE verify_value SET used_ms=1"), 1);
+    EXPECT_EQ(find(*open()), "value"_s);
+    EXPECT_EQ(change("DELETE FROM verify_value WHERE used_ms=1"), 0);
+    EXPECT_EQ(find(*open()), "value"_s);
+}
+
 TEST_F(VerifyCacheFile, WhatIsNoCacheIsNotUsedAndLeftAlone)
 {
     ASSERT_TRUE(directory.write("cache/verify.sqlite"_s,

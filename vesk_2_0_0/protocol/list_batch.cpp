@@ -13,13 +13,20 @@ constexpr int fullAbove = 100; // keys, the mark included
 } // namespace
 
 ListBatch::ListBatch()
-    : m_entries{{Key::bLast, Word::no}}
+    : m_file(Word::file)
+    , m_directory(Word::directory)
+    , m_entries{{Key::bLast, Word::no}}
 {
 }
 
-void ListBatch::add(const QString &relativePath, QLatin1String kind)
+void ListBatch::addFile(const QString &relativePath)
 {
-    m_entries.insert(relativePath, kind);
+    m_entries.insert(relativePath, m_file);
+}
+
+void ListBatch::addDirectory(const QString &relativePath)
+{
+    m_entries.insert(relativePath, m_directory);
 }
 
 bool ListBatch::isFull() const

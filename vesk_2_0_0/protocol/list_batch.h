@@ -15,8 +15,9 @@ class ListBatch
 public:
     ListBatch();
 
-    /// Adds a name: its path relative to the listed directory, beginning with "/", and "file" or "dir".
-    void add(const QString &relativePath, QLatin1String kind);
+    // A name: its path relative to the listed directory, beginning with "/".
+    void addFile(const QString &relativePath);
+    void addDirectory(const QString &relativePath);
 
     /// Is it time to send what `take` gives?
     bool isFull() const;
@@ -28,6 +29,9 @@ public:
     ParamMap finish();
 
 private:
+    // Shared by all entries.
+    const QString m_file;
+    const QString m_directory;
     ParamMap m_entries;
 };
 
