@@ -6,6 +6,7 @@
 #include "host/completion/completion_command.h"
 #include "host/config/config_command.h"
 #include "host/demo/demo_command.h"
+#include "host/doctor/doctor_command.h"
 #include "host/event_writer.h"
 #include "host/exit_code.h"
 #include "host/help.h"
@@ -56,6 +57,7 @@ void addVerbs(CLI::App &app, GlobalOptions &global, int &exitCode)
     addLsCommand(app, global, exitCode);
     addMkdirCommand(app, global, exitCode);
     addPingCommand(app, global, exitCode);
+    addDoctorCommand(app, global, exitCode);
     addDemoCommand(app, global, exitCode);
     addConfigCommand(app, global, exitCode, addVerbs);
     addCompletionCommand(app, exitCode);

@@ -134,10 +134,20 @@ TEST_F(JsonTest, TellsADirectoryThatIsMade)
     expectFrame("mkdir", 8);
 }
 
+TEST_F(JsonTest, TellsWhatTheDoctorFinds)
+{
+    const int code = run(QStringLiteral("doctor"), {});
+    expectFrame("doctor", code);
+    EXPECT_EQ(jq("map(select(.event == \"finding\") | .grade) - [\"good\", \"note\", \"slow\"]"), "[]");
+    EXPECT_EQ(jq("map(select(.event == \"finding\") | .mend | type) | unique"), "[\"array\"]");
+    ASSERT_EQ(run(QStringLiteral("doctor"), {QStringLiteral("name.invalid")}), 3);
+    expectFrame("doctor", 3);
+}
+
 TEST_F(JsonTest, TellsWrongUse)
 {
-    for (const QString &verb :
-         {QStringLiteral("put"), QStringLiteral("get"), QStringLiteral("ls"), QStringLiteral("mkdir")}) {
+    for (const QString &verb : {QStringLiteral("put"), QStringLiteral("get"), QStringLiteral("ls"),
+                                QStringLiteral("mkdir"), QStringLiteral("doctor")}) {
         ASSERT_EQ(run(verb, {QStringLiteral("--no-such-option")}), 2) << qPrintable(verb);
         EXPECT_EQ(jq("map(.event)"), "[\"error\",\"summary\"]") << qPrintable(verb);
         EXPECT_EQ(jq(".[0].class"), "2");
