@@ -20,7 +20,7 @@ namespace
 constexpr int headersInPacket = 44; // bytes of a packet that are no payload: IPv4, UDP and the transport
 constexpr int udpHeader = 8; // bytes
 constexpr qint64 arrivalLimitMs = 3000; // several repetitions, on a line of up to a second
-constexpr unsigned long pollMs = 1;
+constexpr unsigned long pollMs = 10;
 constexpr int routerAnswerMs = 300;
 constexpr int routerRounds = 4; // each may meet a narrower link
 
@@ -33,8 +33,10 @@ QByteArray filler(int size)
     return frame ? frame->left(size) : QByteArray();
 }
 
-bool waitForArrival(UDTSOCKET socket, const QElapsedTimer &timer)
+bool waitForArrival(UDTSOCKET socket)
 {
+    QElapsedTimer timer;
+    timer.start();
     while (unsentBytes(socket) > 0 && timer.elapsed() < arrivalLimitMs)
         QThread::msleep(pollMs);
     return unsentBytes(socket) == 0 && UDT::getsockstate(socket) == CONNECTED;
@@ -72,12 +74,9 @@ std::optional<PacketProbe::Trial> PacketProbe::send(int size)
     Trial trial;
     trial.size = negotiatedPacketSize(socket.id());
     const QByteArray bytes = filler(trial.size - headersInPacket);
-    QElapsedTimer timer;
-    timer.start();
     if (UDT::send(socket.id(), bytes.constData(), bytes.size(), 0) != bytes.size())
         return std::nullopt;
-    trial.arrives = waitForArrival(socket.id(), timer);
-    trial.roundTripMs = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+    trial.arrives = waitForArrival(socket.id());
     return trial;
 }
 

@@ -22,7 +22,6 @@ public:
     struct Trial {
         int size = 0; ///< bytes on the wire; what both ends agreed on, no more than asked for
         bool arrives = false; ///< the server's transport has acknowledged it
-        double roundTripMs = 0; ///< until that was known, some milliseconds of the transport's included
     };
 
     /// Sends one packet of up to `size` bytes over a connection of its own, and waits a few seconds for its

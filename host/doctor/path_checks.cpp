@@ -18,20 +18,22 @@ using Grade = Finding::Grade;
 constexpr std::array<int, 6> smallerPackets = {1350, 1280, 1200, 1000, 800, 576};
 constexpr int largePackets = 4000; // from here on another packet size is worth the trouble
 constexpr int largestSensible = 9000;
-constexpr double longRoundTripMs = 50; // from here on a line is long for what follows
 
-QStringList withoutStop(const QStringList &sentences)
+// What a failed command would advise, as lines; not to run what is running.
+QStringList linesOf(const QStringList &hints)
 {
     QStringList lines;
-    for (const QString &sentence : sentences)
-        lines << (sentence.endsWith(QLatin1Char('.')) ? sentence.chopped(1) : sentence);
+    for (const QString &hint : hints) {
+        if (!hint.contains(QLatin1String("vesk doctor")))
+            lines << (hint.endsWith(QLatin1Char('.')) ? hint.chopped(1) : hint);
+    }
     return lines;
 }
 
 Finding unreachable(const char *check, const ConnectFailure &failure, const RemoteAddress &remote)
 {
     const Failure told = connectFailure(failure, remote);
-    return {QString::fromLatin1(check), Grade::Unreachable, told.what, withoutStop(told.hints)};
+    return {QString::fromLatin1(check), Grade::Unreachable, told.what, linesOf(told.hints)};
 }
 
 Finding nameFinding(const RemoteAddress &remote, const std::vector<SocketAddress> &addresses)
@@ -59,7 +61,7 @@ Finding reachFinding(const SocketAddress &address, const std::vector<Finding> &f
                                           : QStringLiteral("use IPv4 only: -4")}};
 }
 
-Finding packetsFinding(const SocketAddress &address, int packetSize, double *roundTripMs)
+Finding packetsFinding(const SocketAddress &address, int packetSize)
 {
     PacketProbe probe(address);
     PacketFacts facts;
@@ -72,21 +74,9 @@ Finding packetsFinding(const SocketAddress &address, int packetSize, double *rou
         if (*size < facts.agreed)
             trial = probe.send(*size);
     }
-    if (trial && trial->arrives) {
+    if (trial && trial->arrives)
         facts.largestThatPassed = trial->size;
-        *roundTripMs = trial->roundTripMs;
-    }
     return judgePackets(facts);
-}
-
-Finding roundTripFinding(double roundTripMs)
-{
-    const QString text =
-        QStringLiteral("the round trip takes %1 ms or less").arg(QString::number(roundTripMs, 'f', 0));
-    const QString more = roundTripMs < longRoundTripMs
-        ? QString()
-        : QStringLiteral("; many small files need several connections to be fast");
-    return {QStringLiteral("delay"), Grade::Good, text + more, {}};
 }
 
 } // namespace
@@ -145,11 +135,7 @@ void checkPath(const RemoteAddress &remote, AddressFamily family, int packetSize
             continue;
         }
         tell(reachFinding(address, failed));
-        double roundTripMs = 0;
-        const Finding packets = packetsFinding(address, packetSize, &roundTripMs);
-        tell(packets);
-        if (packets.grade != Grade::Unreachable)
-            tell(roundTripFinding(roundTripMs));
+        tell(packetsFinding(address, packetSize));
         return;
     }
     for (const Finding &finding : failed)

@@ -54,7 +54,6 @@ TEST_F(DoctorTest, FollowsTheWayToAServer)
     EXPECT_EQ(grade("name"), "good");
     EXPECT_EQ(grade("reach"), "good");
     EXPECT_THAT(text("packets"), HasSubstr("packets of 1400 bytes pass"));
-    EXPECT_EQ(grade("delay"), "good");
     EXPECT_EQ(grade("files"), "good");
     EXPECT_EQ(grade("module"), "good");
     EXPECT_EQ(grade("links"), "good");
