@@ -4,6 +4,7 @@
 #include "host/doctor/local_checks.h"
 #include "host/doctor/path_checks.h"
 #include "host/event_writer.h"
+#include "host/module_locator.h"
 #include "host/signals.h"
 #include "host/text.h"
 #include "transport/udt_library.h"
@@ -52,10 +53,11 @@ public:
         if (m_options.client.json)
             writeStartEvent(QStringLiteral("doctor"));
         if (remote) {
+            QString error; // is told by a check of its own
+            m_module = loadModule(QString::fromStdString(m_global.module), &error);
             const UdtLibrary library;
-            const AddressFamily family = clientSettings(m_options.client).family;
-            checkPath(*remote, family, m_options.client.packetSize,
-                      [this](const Finding &finding) { tell(finding); });
+            checkPath(*remote, clientSettings(m_options.client).family, m_options.client.packetSize,
+                      visitor(*remote), [this](const Finding &finding) { tell(finding); });
         }
         tell(checkKernelBuffers());
         tell(checkOpenFiles());
@@ -70,6 +72,19 @@ public:
     }
 
 private:
+    Visitor visitor(const RemoteAddress &remote) const
+    {
+        const ClientSettings settings = clientSettings(m_options.client);
+        Visitor visitor;
+        visitor.user = remote.user;
+        visitor.host = remote.host;
+        visitor.tokenFile = settings.tokenFile;
+        visitor.verifyMode = settings.verifyMode;
+        if (m_module)
+            visitor.moduleKey = m_module->createHandler()->getKey();
+        return visitor;
+    }
+
     void tell(const Finding &finding)
     {
         m_findings.push_back(finding);
@@ -97,6 +112,7 @@ private:
 
     const DoctorOptions &m_options;
     const GlobalOptions &m_global;
+    std::unique_ptr<Module> m_module; // null when it cannot be loaded, or is not needed
     std::vector<Finding> m_findings;
 };
 
@@ -138,6 +154,7 @@ void addDoctorCommand(CLI::App &app, const GlobalOptions &global, int &exitCode)
     command->add_option("--mtu", client.packetSize, "packet size in bytes to begin with")
         ->check(CLI::Range(576, 65000))
         ->capture_default_str();
+    command->add_option("--token-file", client.tokenFile, "the server's token")->type_name("FILE");
     command->add_flag("-4", client.ipv4, "use IPv4 only");
     command->add_flag("-6", client.ipv6, "use IPv6 only");
     command->add_flag("--json", client.json, "write lines of JSON to stdout");

@@ -17,7 +17,8 @@ struct Finding {
         Slow, ///< makes transfers slow, or will make some fail
         Unreachable, ///< no transfer can begin
     };
-    QString check; ///< a word: "name", "reach", "packets", "buffers", "files", "module", "disk", "links"
+    QString check; ///< a word: "name", "reach", "hello", "delay", "clock", "packets", "buffers", "files",
+                   ///< "module", "disk", "links"
     Grade grade = Grade::Good;
     QString text; ///< one sentence without a full stop, escaped
     QStringList mend; ///< lines to type or do, one by one; empty when all is well

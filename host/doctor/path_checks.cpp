@@ -1,6 +1,7 @@
 #include "host/doctor/path_checks.h"
 
 #include "host/client/connect_errors.h"
+#include "host/doctor/hello_checks.h"
 #include "host/doctor/packet_probe.h"
 #include "host/text.h"
 
@@ -115,7 +116,7 @@ Finding judgePackets(const PacketFacts &facts)
     return {check, Grade::Good, passes + limit, {}};
 }
 
-void checkPath(const RemoteAddress &remote, AddressFamily family, int packetSize,
+void checkPath(const RemoteAddress &remote, AddressFamily family, int packetSize, const Visitor &visitor,
                const std::function<void(const Finding &)> &tell)
 {
     ConnectFailure failure;
@@ -129,12 +130,16 @@ void checkPath(const RemoteAddress &remote, AddressFamily family, int packetSize
     Connector connector{TransportOptions()};
     std::vector<Finding> failed;
     for (const SocketAddress &address : addresses) {
-        const bool answers = connector.connect(address, &failure).isValid();
-        if (!answers) {
+        UdtSocket socket = connector.connect(address, &failure);
+        if (!socket.isValid()) {
             failed.push_back(unreachable("reach", failure, remote));
             continue;
         }
         tell(reachFinding(address, failed));
+        const std::vector<Finding> greeted = checkHello(socket.id(), visitor, remote);
+        for (const Finding &finding : greeted)
+            tell(finding);
+        socket.close();
         tell(packetsFinding(address, packetSize));
         return;
     }

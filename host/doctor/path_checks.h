@@ -2,6 +2,7 @@
 
 #include "host/address.h"
 #include "host/doctor/finding.h"
+#include "host/hello/client_hello.h"
 #include "transport/socket_address.h"
 
 #include <functional>
@@ -19,9 +20,9 @@ struct PacketFacts {
 Finding judgePackets(const PacketFacts &facts);
 
 /// Follows the way to a server step by step, and hands over each finding as it is made: its name, whether it
-/// answers, how large packets may be. `packetSize` as of --mtu. Each step needs the one before. For one
-/// thread; the transport is started.
-void checkPath(const RemoteAddress &remote, AddressFamily family, int packetSize,
+/// answers, how it says hello to `visitor`, how large packets may be. `packetSize` as of --mtu. Each step
+/// needs the one before, but for the last. For one thread; the transport is started.
+void checkPath(const RemoteAddress &remote, AddressFamily family, int packetSize, const Visitor &visitor,
                const std::function<void(const Finding &)> &tell);
 
 } // namespace VESK::Host

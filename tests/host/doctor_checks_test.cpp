@@ -1,3 +1,4 @@
+#include "host/doctor/hello_checks.h"
 #include "host/doctor/local_checks.h"
 #include "host/doctor/path_checks.h"
 
@@ -111,6 +112,20 @@ TEST(PacketsTest, MentionsALineForLargePackets)
     EXPECT_EQ(jumbo.grade, Grade::Note);
     EXPECT_THAT(mendOf(jumbo), HasSubstr("--mtu 9000"));
     EXPECT_EQ(judgePackets(packets(9000, 9000, 9000)).grade, Grade::Good);
+}
+
+TEST(ClockTest, TellsADifferenceThatTheLineDoesNotExplain)
+{
+    EXPECT_EQ(judgeClock({{10, 20}}).grade, Grade::Good);
+    EXPECT_EQ(judgeClock({{10, -3600000}}).grade, Grade::Note);
+    EXPECT_THAT(judgeClock({{10, -3600000}}).text.toStdString(), HasSubstr("1:00:00 behind ours"));
+    EXPECT_EQ(judgeClock({{9000, 4000}, {8000, 3000}}).grade, Grade::Good);
+}
+
+TEST(DelayTest, TakesTheFastestAnswer)
+{
+    EXPECT_THAT(judgeDelay({{30, 0}, {12, 0}, {80, 0}}).text.toStdString(), HasSubstr("take 12 ms"));
+    EXPECT_THAT(judgeDelay({{180, 0}}).text.toStdString(), HasSubstr("several connections"));
 }
 
 TEST(FindingTest, IsTheWorstOfAll)

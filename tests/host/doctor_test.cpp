@@ -53,6 +53,10 @@ TEST_F(DoctorTest, FollowsTheWayToAServer)
     EXPECT_TRUE(code == 0 || code == 1) << "the kernel's buffers are what they are";
     EXPECT_EQ(grade("name"), "good");
     EXPECT_EQ(grade("reach"), "good");
+    EXPECT_EQ(grade("hello"), "good");
+    EXPECT_THAT(text("hello"), HasSubstr("know the token"));
+    EXPECT_EQ(grade("delay"), "good");
+    EXPECT_EQ(grade("clock"), "good") << "it is the same one";
     EXPECT_THAT(text("packets"), HasSubstr("packets of 1400 bytes pass"));
     EXPECT_EQ(grade("files"), "good");
     EXPECT_EQ(grade("module"), "good");
@@ -63,6 +67,21 @@ TEST_F(DoctorTest, FollowsTheWayToAServer)
 
     Program put({QStringLiteral("put"), QStringLiteral(VESK_PROGRAM), server.url(QStringLiteral("in"))});
     EXPECT_EQ(put.waitForEnd(), 0) << "the server is as well as before";
+}
+
+TEST_F(DoctorTest, TellsATokenThatIsNotTheServers)
+{
+    ASSERT_TRUE(m_directory.mkdir(QStringLiteral("in")));
+    ServerProgram server(m_directory.path(QStringLiteral("in")));
+    ServerProgram other(m_directory.path(QStringLiteral("in")), 0,
+                        {QStringLiteral("--token-file"), m_directory.path(QStringLiteral("token"))});
+    ASSERT_NE(other.port(), 0);
+    EXPECT_EQ(examine({QStringLiteral("127.0.0.1"), QStringLiteral("--port"), QString::number(server.port()),
+                       QStringLiteral("--token-file"), m_directory.path(QStringLiteral("token"))}),
+              1);
+    EXPECT_EQ(grade("hello"), "slow");
+    EXPECT_THAT(text("hello"), HasSubstr("does not know the token"));
+    EXPECT_THAT(text("packets"), HasSubstr("packets of 1400 bytes pass")) << "the rest is looked at";
 }
 
 TEST_F(DoctorTest, TellsAServerThatIsNotThere)

@@ -134,6 +134,17 @@ TEST_F(JsonTest, TellsADirectoryThatIsMade)
     expectFrame("mkdir", 8);
 }
 
+TEST_F(JsonTest, TellsAPing)
+{
+    ASSERT_EQ(
+        run(QStringLiteral("ping"), {url(QStringLiteral("in")), QStringLiteral("-c"), QStringLiteral("2")}),
+        0);
+    expectFrame("ping", 0);
+    EXPECT_EQ(jq(".[] | select(.event == \"ping\") | .roundTripMs.samples | length"), "2");
+    ASSERT_EQ(run(QStringLiteral("ping"), {url(QStringLiteral("absent"))}), 8);
+    expectFrame("ping", 8);
+}
+
 TEST_F(JsonTest, TellsWhatTheDoctorFinds)
 {
     const int code = run(QStringLiteral("doctor"), {});

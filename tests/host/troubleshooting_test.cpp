@@ -2,6 +2,7 @@
 #include "host/client/local_file.h"
 #include "host/client/task_errors.h"
 #include "host/error_type.h"
+#include "host/hello/hello_errors.h"
 
 #include "tests/support/temp_dir.h"
 
@@ -114,6 +115,21 @@ TEST_F(TroubleshootingTest, ExplainsEveryWayInWhichAServerIsNotReached)
         failure.address = SocketAddress(reinterpret_cast<const sockaddr *>(&address), sizeof(address));
         failure.seconds = 6;
         expectExplained(connectFailure(failure, remote));
+    }
+}
+
+TEST_F(TroubleshootingTest, ExplainsEveryHelloThatFails)
+{
+    using Kind = HelloFailure::Kind;
+    RemoteAddress remote;
+    remote.host = QStringLiteral("HOST");
+    remote.port = defaultPort;
+    for (const Kind kind : {Kind::NoToken, Kind::BadToken, Kind::NotProven, Kind::NotAsked,
+                            Kind::NoCommonVersion, Kind::NoCommonMode, Kind::Garbled, Kind::Lost}) {
+        HelloFailure failure;
+        failure.kind = kind;
+        failure.detail = QStringLiteral("REASON");
+        expectHeading(helloFailure(failure, remote).what);
     }
 }
 
