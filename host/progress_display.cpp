@@ -137,6 +137,12 @@ void ProgressDisplay::suspend(const std::function<void()> &stop)
     stop();
 }
 
+void ProgressDisplay::endReports()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_mayReport = false;
+}
+
 void ProgressDisplay::work()
 {
     std::unique_lock<std::mutex> lock(m_mutex);
@@ -155,7 +161,7 @@ void ProgressDisplay::tick()
     }
     if (m_settings.style == ProgressStyle::Bar)
         draw();
-    const bool mayReport = m_settings.report && m_settings.reportIntervalMs > 0;
+    const bool mayReport = m_mayReport && m_settings.report && m_settings.reportIntervalMs > 0;
     if (mayReport && nowMs - m_lastReportMs >= m_settings.reportIntervalMs) {
         m_lastReportMs = nowMs;
         m_settings.report(m_account.progress(nowMs));

@@ -84,6 +84,9 @@ public:
     /// Wipes what is drawn, calls `stop`, in which the process may sleep, and goes on.
     void suspend(const std::function<void()> &stop);
 
+    /// Calls `report` of the settings no more.
+    void endReports();
+
     RunProgress progress() const;
 
 private:
@@ -103,6 +106,7 @@ private:
     std::vector<int> m_drawn; // columns of each line that stands on the terminal
     qint64 m_lastLineMs = 0;
     qint64 m_lastReportMs = 0;
+    bool m_mayReport = true;
     bool m_isEnding = false;
     std::condition_variable m_ending;
     std::thread m_thread;

@@ -178,6 +178,7 @@ TransferSummary RunReport::finish()
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_summary.seconds = static_cast<double>(m_timer.elapsed()) / 1000;
     m_summary.exitCode = settledCode();
+    m_context.display.endReports(); // nothing follows the summary
     writeEvent(QStringLiteral("summary"), summaryFields(m_summary));
     return m_summary;
 }

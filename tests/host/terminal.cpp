@@ -54,6 +54,11 @@ QStringList Terminal::lines() const
     return captured({QStringLiteral("-J")});
 }
 
+QStringList Terminal::colouredLines() const
+{
+    return captured({QStringLiteral("-J"), QStringLiteral("-e")});
+}
+
 QStringList Terminal::captured(const QStringList &how) const
 {
     const QStringList command = QStringList{QStringLiteral("capture-pane"), QStringLiteral("-p")} + how;

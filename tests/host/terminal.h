@@ -30,6 +30,8 @@ public:
     QStringList screen() const;
     /// The same with lines that take several rows joined.
     QStringList lines() const;
+    /// The same with colours, as escapes.
+    QStringList colouredLines() const;
     /// Waits until a line matches the regular expression; false when none does in time.
     bool waitFor(const QString &pattern, int limitMs = 30000) const;
     /// Number of lines that match.

@@ -90,6 +90,44 @@ TEST_F(TerminalTest, FollowsTheWidthInTheMiddleOfATransfer)
     }
 }
 
+TEST_F(TerminalTest, DrawsALineForEachRunningFileAndOneForTheRun)
+{
+    for (const char *name : {"second.raw", "third.raw"})
+        ASSERT_TRUE(m_directory.write(QString::fromLatin1(name), pattern(size)));
+    Terminal terminal(80, height);
+    terminal.type(
+        QStringLiteral("cd %1; clear; %2 put big.raw second.raw third.raw %3; echo status=$?")
+            .arg(m_directory.path(), QStringLiteral(VESK_PROGRAM), m_server->url(QStringLiteral("in"))));
+    ASSERT_TRUE(terminal.waitFor(QStringLiteral("\\.raw .*[1-9][0-9]*%")));
+    m_server->program().signal(SIGSTOP);
+    const QString total = QStringLiteral("^[0-2] of 3 files +[0-9]+% +[0-9.]+ / 343\\.3 MiB  ");
+    EXPECT_TRUE(waitUntil([&] {
+        const int tasks = terminal.count(QStringLiteral("^(big|second|third)\\.raw "));
+        return tasks >= 1 && tasks <= 3 && terminal.count(total) == 1
+            && terminal.screen().size() == tasks + 1;
+    })) << qPrintable(terminal.screen().join(QLatin1Char('\n')));
+    m_server->program().signal(SIGCONT);
+    EXPECT_TRUE(terminal.waitFor(QStringLiteral("^status=0$")));
+    EXPECT_EQ(terminal.lines().size(), 3) << "summary, status and prompt, nothing of the progress:\n"
+                                           << qPrintable(terminal.screen().join(QLatin1Char('\n')));
+}
+
+TEST_F(TerminalTest, ColoursNothingWhereThatIsNotWanted)
+{
+    Terminal terminal(80, height);
+    const QString put = QStringLiteral("%1 put absent %2")
+                            .arg(QStringLiteral(VESK_PROGRAM), m_server->url(QStringLiteral("in")));
+    terminal.type(QStringLiteral("clear; %1; NO_COLOR=1 %1; %1 --no-color; echo status=$?").arg(put));
+    ASSERT_TRUE(terminal.waitFor(QStringLiteral("^status=5$")));
+    EXPECT_EQ(terminal.count(QStringLiteral("^error: absent: no such file")), 3)
+        << qPrintable(terminal.screen().join(QLatin1Char('\n')));
+    int coloured = 0;
+    const QStringList lines = terminal.colouredLines();
+    for (const QString &line : lines)
+        coloured += line.contains(QLatin1String("error:")) && line.contains(QLatin1Char('\033')) ? 1 : 0;
+    EXPECT_EQ(coloured, 1);
+}
+
 TEST_F(TerminalTest, KeepsWhatHasArrivedOnOneInterruption)
 {
     Terminal terminal(80, height);
