@@ -109,7 +109,7 @@ TEST_F(TerminalTest, DrawsALineForEachRunningFileAndOneForTheRun)
     m_server->program().signal(SIGCONT);
     EXPECT_TRUE(terminal.waitFor(QStringLiteral("^status=0$")));
     EXPECT_EQ(terminal.lines().size(), 3) << "summary, status and prompt, nothing of the progress:\n"
-                                           << qPrintable(terminal.screen().join(QLatin1Char('\n')));
+                                          << qPrintable(terminal.screen().join(QLatin1Char('\n')));
 }
 
 TEST_F(TerminalTest, ColoursNothingWhereThatIsNotWanted)
