@@ -149,14 +149,16 @@ void addDoctorCommand(CLI::App &app, const GlobalOptions &global, int &exitCode)
     command->add_option("SERVER", options->server, "HOST[:SHARE] or vesk://HOST[:PORT]");
     command->add_option("--dir", options->directory, "a directory of this machine that transfers are to use")
         ->type_name("DIR");
-    command->add_option("--port", client.port, "UDP port of the server (default 8375)")
+    command->add_option("-p,--port", client.port, "UDP port of the server (default 8375)")
         ->check(CLI::Range(1, 65535));
     command->add_option("--mtu", client.packetSize, "packet size in bytes to begin with")
         ->check(CLI::Range(576, 65000))
         ->capture_default_str();
+    command->add_option("--user", client.user, "user name told to the server (default: login name)")
+        ->type_name("NAME");
     command->add_option("--token-file", client.tokenFile, "the server's token")->type_name("FILE");
-    command->add_flag("-4", client.ipv4, "use IPv4 only");
-    command->add_flag("-6", client.ipv6, "use IPv6 only");
+    CLI::Option *ipv4 = command->add_flag("-4,--ipv4", client.ipv4, "use IPv4 only");
+    command->add_flag("-6,--ipv6", client.ipv6, "use IPv6 only")->excludes(ipv4);
     command->add_flag("--json", client.json, "write lines of JSON to stdout");
     command->callback([options, &global, &exitCode] { exitCode = doctor(*options, global); });
 }
