@@ -3,6 +3,8 @@
 #include "host/error_type.h"
 #include "host/text.h"
 
+#include <vector>
+
 namespace VESK::Host
 {
 
@@ -24,9 +26,9 @@ struct Refusal {
     ExitCode code = ExitCode::Refused;
 };
 
-Refusal describe(const QString &errorType, const QString &share)
+std::vector<Refusal> knownRefusals(const QString &share)
 {
-    const Refusal known[] = {
+    return {
         {ErrorType::noSuchShare(), QStringLiteral("it has no share \"%1\"").arg(escaped(share)),
          QStringLiteral("The server prints the names of its shares when it starts.")},
         {ErrorType::badRequest(), QStringLiteral("it did not understand the request"),
@@ -66,6 +68,11 @@ Refusal describe(const QString &errorType, const QString &share)
          QStringLiteral("The server prints where its token is when it starts."), ExitCode::NotAllowed},
         {ErrorType::serverError(), QStringLiteral("it failed"), QStringLiteral("The server's log says why.")},
     };
+}
+
+Refusal describe(const QString &errorType, const QString &share)
+{
+    const std::vector<Refusal> known = knownRefusals(share);
     for (const Refusal &refusal : known) {
         if (refusal.type == errorType)
             return refusal;
@@ -77,11 +84,20 @@ Refusal describe(const QString &errorType, const QString &share)
 
 } // namespace
 
+QStringList explainedErrorTypes()
+{
+    QStringList types;
+    const std::vector<Refusal> known = knownRefusals(QString());
+    for (const Refusal &refusal : known)
+        types << refusal.type;
+    return types;
+}
+
 Failure refusalFailure(const QString &subject, const QString &share, const QString &errorType)
 {
     const Refusal refusal = describe(errorType, share);
     const QString what = QStringLiteral("%1: the server refused: %2").arg(subject, refusal.why);
-    return {refusal.code, what, {refusal.hint}};
+    return {refusal.code, what, {refusal.hint}, refusal.type};
 }
 
 } // namespace VESK::Host

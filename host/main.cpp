@@ -6,6 +6,8 @@
 #include "host/completion/completion_command.h"
 #include "host/config/config_command.h"
 #include "host/demo/demo_command.h"
+#include "host/doctor/doctor_command.h"
+#include "host/event_writer.h"
 #include "host/exit_code.h"
 #include "host/help.h"
 #include "host/server/serve_command.h"
@@ -20,9 +22,11 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTextCodec>
 
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <sstream>
+#include <string_view>
 
 namespace
 {
@@ -53,6 +57,7 @@ void addVerbs(CLI::App &app, GlobalOptions &global, int &exitCode)
     addLsCommand(app, global, exitCode);
     addMkdirCommand(app, global, exitCode);
     addPingCommand(app, global, exitCode);
+    addDoctorCommand(app, global, exitCode);
     addDemoCommand(app, global, exitCode);
     addConfigCommand(app, global, exitCode, addVerbs);
     addCompletionCommand(app, exitCode);
@@ -60,22 +65,30 @@ void addVerbs(CLI::App &app, GlobalOptions &global, int &exitCode)
     addHelpCommand(app, exitCode);
 }
 
+// Tells wrong use, and gives the exit status.
+int refuse(const Failure &failure)
+{
+    if (eventsAreWanted())
+        writeFailureEvents(failure);
+    writeStderr(failureText(failure));
+    return number(failure.code);
+}
+
 int run(int argc, char **argv)
 {
+    if (std::find(argv + 1, argv + argc, std::string_view("--json")) != argv + argc)
+        wantEvents();
     ConfiguredApp app(addVerbs);
     try {
         app.parseArguments(argc, argv);
     } catch (const CLI::ParseError &error) {
-        if (error.get_exit_code() != 0) {
-            writeStderr(failureText(usageFailure(app, error)));
-            return number(ExitCode::Usage);
-        }
+        if (error.get_exit_code() != 0)
+            return refuse(usageFailure(app, error));
         std::ostringstream text; // of a page that was asked for
         app.exit(error, text, text);
         writeStdout(QString::fromStdString(text.str()));
     } catch (const ConfigError &error) {
-        writeStderr(failureText(error.failure()));
-        return number(error.failure().code);
+        return refuse(error.failure());
     }
     return app.exitCode();
 }

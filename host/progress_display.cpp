@@ -103,9 +103,24 @@ RunProgress ProgressDisplay::progress() const
 
 void ProgressDisplay::print(const QString &lines)
 {
+    log(lines);
     const std::lock_guard<std::mutex> lock(m_mutex);
     wipe();
     write(coloured(lines));
+}
+
+void ProgressDisplay::note(const QString &lines)
+{
+    if (m_settings.isQuiet)
+        log(lines);
+    else
+        print(lines);
+}
+
+void ProgressDisplay::log(const QString &lines)
+{
+    if (m_settings.log)
+        m_settings.log(lines);
 }
 
 void ProgressDisplay::printStatus()
@@ -120,6 +135,12 @@ void ProgressDisplay::suspend(const std::function<void()> &stop)
     const std::lock_guard<std::mutex> lock(m_mutex);
     wipe();
     stop();
+}
+
+void ProgressDisplay::endReports()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_mayReport = false;
 }
 
 void ProgressDisplay::work()
@@ -140,6 +161,11 @@ void ProgressDisplay::tick()
     }
     if (m_settings.style == ProgressStyle::Bar)
         draw();
+    const bool mayReport = m_mayReport && m_settings.report && m_settings.reportIntervalMs > 0;
+    if (mayReport && nowMs - m_lastReportMs >= m_settings.reportIntervalMs) {
+        m_lastReportMs = nowMs;
+        m_settings.report(m_account.progress(nowMs));
+    }
 }
 
 void ProgressDisplay::draw()

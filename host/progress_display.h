@@ -25,6 +25,12 @@ struct ProgressSettings {
     ProgressStyle style = ProgressStyle::Auto;
     qint64 lineIntervalMs = 0; ///< a line of its own so often, whatever the style; 0: as the style has it
     bool hasColour = false;
+    bool isQuiet = false; ///< notes are not shown
+    /// Called with what was printed, whether shown or not; empty: not called. On the caller's thread.
+    std::function<void(const QString &lines)> log;
+    /// Called so often with what is known, on the display's thread; empty or 0: not called.
+    std::function<void(const RunProgress &)> report;
+    qint64 reportIntervalMs = 0;
 };
 
 /// Shows on stderr how the tasks of a run go on, and keeps other lines apart from it. Callable from any
@@ -66,11 +72,20 @@ public:
     /// Writes a text of whole lines without tearing what is drawn.
     void print(const QString &lines);
 
+    /// The same for what a quiet run leaves out.
+    void note(const QString &lines);
+
+    /// Whole lines for the log alone.
+    void log(const QString &lines);
+
     /// Writes at once what is known of the run and of each running task.
     void printStatus();
 
     /// Wipes what is drawn, calls `stop`, in which the process may sleep, and goes on.
     void suspend(const std::function<void()> &stop);
+
+    /// Calls `report` of the settings no more.
+    void endReports();
 
     RunProgress progress() const;
 
@@ -90,6 +105,8 @@ private:
     QElapsedTimer m_clock;
     std::vector<int> m_drawn; // columns of each line that stands on the terminal
     qint64 m_lastLineMs = 0;
+    qint64 m_lastReportMs = 0;
+    bool m_mayReport = true;
     bool m_isEnding = false;
     std::condition_variable m_ending;
     std::thread m_thread;

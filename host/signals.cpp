@@ -20,7 +20,20 @@ sigset_t watchedSignals()
     sigemptyset(&set);
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGUSR1);
+    sigaddset(&set, SIGTSTP);
     return set;
+}
+
+// Stops the whole process as SIGTSTP does by itself; a shell without job control leaves it running.
+void sleepUntilContinued()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGTSTP);
+    (void)std::raise(SIGTSTP); // pending until the next line, then it takes effect at once
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
 }
 
 } // namespace
@@ -32,8 +45,13 @@ void holdSignals()
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-SignalWatcher::SignalWatcher(std::function<void(int)> callback)
-    : m_callback(std::move(callback))
+SignalWatcher::SignalWatcher(std::function<void(int)> end)
+    : SignalWatcher(SignalActions{std::move(end), {}, {}})
+{
+}
+
+SignalWatcher::SignalWatcher(SignalActions actions)
+    : m_actions(std::move(actions))
 {
     if (::pipe2(m_stopPipe, O_CLOEXEC) == 0)
         m_thread = std::thread([this] { watch(); });
@@ -60,9 +78,24 @@ void SignalWatcher::watch()
             break;
         signalfd_siginfo info{};
         if (::read(descriptor, &info, sizeof(info)) == static_cast<ssize_t>(sizeof(info)))
-            m_callback(static_cast<int>(info.ssi_signo));
+            act(static_cast<int>(info.ssi_signo));
     }
     ::close(descriptor);
+}
+
+void SignalWatcher::act(int signal) const
+{
+    if (signal == SIGUSR1) {
+        if (m_actions.status)
+            m_actions.status();
+        return;
+    }
+    if (signal != SIGTSTP)
+        return m_actions.end(signal);
+    if (m_actions.suspend)
+        m_actions.suspend(sleepUntilContinued);
+    else
+        sleepUntilContinued();
 }
 
 } // namespace VESK::Host

@@ -6,24 +6,35 @@
 namespace VESK::Host
 {
 
-/// Keeps SIGINT and SIGTERM from interrupting any thread; for main(), before the first thread exists.
-/// SIGPIPE is ignored from then on.
+/// Keeps SIGINT, SIGTERM, SIGUSR1 and SIGTSTP from interrupting any thread; for main(), before the first
+/// thread exists. SIGPIPE is ignored from then on.
 void holdSignals();
 
-/// Calls back for every SIGINT and SIGTERM that comes while it lives, on a thread of its own, where
-/// anything may be done. holdSignals() must have been called. One at a time.
+/// What signals mean to a program. All is called on the watcher's thread, where anything may be done.
+struct SignalActions {
+    std::function<void(int signal)> end; ///< SIGINT, SIGTERM
+    std::function<void()> status; ///< SIGUSR1; empty: nothing happens
+    /// SIGTSTP, as by ^Z: is to call `sleep`, which returns when the process is to go on. Empty: it sleeps.
+    std::function<void(const std::function<void()> &sleep)> suspend;
+};
+
+/// Minds the signals that come while it lives, on a thread of its own. holdSignals() must have been called.
+/// One at a time.
 class SignalWatcher
 {
 public:
-    explicit SignalWatcher(std::function<void(int signal)> callback);
+    explicit SignalWatcher(SignalActions actions);
+    /// Minds SIGINT and SIGTERM alone.
+    explicit SignalWatcher(std::function<void(int signal)> end);
     ~SignalWatcher();
     SignalWatcher(const SignalWatcher &) = delete;
     SignalWatcher &operator=(const SignalWatcher &) = delete;
 
 private:
     void watch();
+    void act(int signal) const;
 
-    const std::function<void(int)> m_callback;
+    const SignalActions m_actions;
     int m_stopPipe[2] = {-1, -1}; // closed at the writing end to end the thread
     std::thread m_thread;
 };

@@ -14,6 +14,11 @@ bool stderrIsTerminal()
     return ::isatty(STDERR_FILENO) != 0 && !kind.isEmpty() && kind != "dumb";
 }
 
+bool stdoutIsTerminal()
+{
+    return ::isatty(STDOUT_FILENO) != 0;
+}
+
 bool isInForeground()
 {
     const pid_t foreground = ::tcgetpgrp(STDERR_FILENO);

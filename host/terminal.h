@@ -12,6 +12,9 @@ struct TerminalSize {
 /// Is stderr a terminal whose cursor can be moved?
 bool stderrIsTerminal();
 
+/// Is stdout a terminal?
+bool stdoutIsTerminal();
+
 /// May this process write to the terminal without disturbing another one that runs in the foreground?
 bool isInForeground();
 

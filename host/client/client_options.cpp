@@ -2,6 +2,7 @@
 
 #include "host/duration_option.h"
 #include "host/errors.h"
+#include "host/event_writer.h"
 #include "host/text.h"
 #include "host/user.h"
 
@@ -65,6 +66,7 @@ void addConnectionOptions(CLI::App &command, ClientOptions &options)
     command.add_flag("-v,--verbose", options.verbose, "a line for every file, and the handler's log")
         ->group(outputGroup);
     command.add_flag("--json", options.json, "write lines of JSON to stdout")->group(outputGroup);
+    addOutputOptions(command, options.output);
 }
 
 void addTransferOptions(CLI::App &command, ClientOptions &options)
@@ -146,8 +148,11 @@ std::optional<Selection> settleSelection(const ClientOptions &options, const CLI
 
 int usageError(const QString &verb, const QString &what)
 {
-    writeStderr(
-        failureText({ExitCode::Usage, what, {QStringLiteral("vesk %1 --help shows examples.").arg(verb)}}));
+    const Failure failure{
+        ExitCode::Usage, what, {QStringLiteral("vesk %1 --help shows examples.").arg(verb)}};
+    if (eventsAreWanted())
+        writeFailureEvents(failure);
+    writeStderr(failureText(failure));
     return number(ExitCode::Usage);
 }
 

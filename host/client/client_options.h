@@ -2,6 +2,7 @@
 
 #include "host/address.h"
 #include "host/client/client_context.h"
+#include "host/client/output_options.h"
 #include "host/client/selection.h"
 #include "host/client/transfer_options.h"
 #include "host/verify_cache/verify_cache_options.h"
@@ -33,6 +34,7 @@ struct ClientOptions {
     bool quiet = false;
     bool verbose = false;
     bool json = false;
+    OutputOptions output;
 };
 
 /// The ways of verification, as `--verify` takes them.

@@ -2,11 +2,14 @@
 
 #include "host/client/run_meter.h"
 #include "host/client/task_log.h"
+#include "host/event_writer.h"
+#include "host/log_file.h"
 #include "host/module_locator.h"
 #include "host/signals.h"
-#include "host/terminal.h"
 #include "host/text.h"
 #include "transport/udt_library.h"
+
+#include <QtCore/QFile>
 
 #include <unistd.h>
 
@@ -84,6 +87,20 @@ private:
     const Interruption::StopAction m_onStop;
 };
 
+// False with a sentence for a person in `error`.
+bool openLog(const ClientOptions &options, LogFile *log, QString *error)
+{
+    const std::string &name = options.output.logFile;
+    if (name.empty())
+        return true;
+    const QString path = QFile::decodeName(QByteArray::fromStdString(name));
+    QString why;
+    if (log->open(path, &why))
+        return true;
+    *error = QStringLiteral("cannot write the log file %1: %2").arg(escaped(path), why);
+    return false;
+}
+
 } // namespace
 
 int runClient(const QString &verb, const ClientOptions &options, const GlobalOptions &global,
@@ -94,28 +111,36 @@ int runClient(const QString &verb, const ClientOptions &options, const GlobalOpt
     if (!module)
         return usageError(verb, error);
 
-    installClientLog(options.verbose);
+    LogFile logFile;
+    if (!openLog(options, &logFile, &error))
+        return usageError(verb, error);
+    if (options.json)
+        writeStartEvent(verb);
+
     const UdtLibrary library;
     Interruption interruption;
     const ClientSettings settings = clientSettings(options);
     if (settings.discardsWhenInterrupted)
         interruption.discardAtFirst();
     const LastResort lastResort(interruption);
+    RunMeter meter;
+    ProgressSettings progress =
+        progressSettings(options.output, progressStyle(options), options.quiet, options.json);
+    progress.log = [&](const QString &lines) { logFile.append(lines); };
+    ProgressDisplay display(progress);
+    const ClientLog log(display, options.verbose);
+    const InstalledVerifyCache cache(options.verifyCache, [&](const QString &sentence) {
+        display.print(QStringLiteral("warning: %1\n").arg(sentence));
+    });
     std::atomic<int> signals{0};
-    const SignalWatcher watcher([&](int signal) {
+    const auto end = [&](int signal) {
         constexpr int patience = 3; // the second may take some time
         if (++signals >= patience)
             ::_exit(number(stopCode(interruption)));
         interruption.raise(signal);
-    });
-    RunMeter meter;
-    ProgressSettings progress;
-    progress.style = progressStyle(options);
-    progress.hasColour = wantsColour();
-    ProgressDisplay display(progress);
-    const InstalledVerifyCache cache(options.verifyCache, [&display](const QString &sentence) {
-        display.print(QStringLiteral("warning: %1\n").arg(sentence));
-    });
+    };
+    const SignalWatcher watcher(SignalActions{end, [&] { display.printStatus(); },
+                                              [&](const auto &sleep) { display.suspend(sleep); }});
     const ExitCode exitCode = work({*module, settings, display, interruption, meter});
     return number(exitCode);
 }

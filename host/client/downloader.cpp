@@ -46,6 +46,7 @@ TransferSummary Downloader::download(const std::vector<RemoteAddress> &sources)
         m_context.display.addKnown(static_cast<qint64>(sources.size()), -1);
         m_context.display.setAllKnown();
     }
+    m_treesLeft = sources.size();
     for (const RemoteAddress &source : sources) {
         if (!isReady || !m_run.mayGoOn())
             break;
@@ -101,7 +102,11 @@ void Downloader::downloadFile(const RemoteAddress &source)
 void Downloader::downloadTree(const RemoteAddress &source)
 {
     TaskEnd end;
-    if (!list(source, &end)) {
+    const bool isListed = list(source, &end);
+    m_context.display.addKnown(isListed ? m_spool.entries() : 1, -1);
+    if (--m_treesLeft == 0)
+        m_context.display.setAllKnown();
+    if (!isListed) {
         const bool isFile = end.outcome.result == TaskOutcome::Result::Refused
             && end.outcome.errorType == ErrorType::notDirectory();
         if (isFile && !source.path.isEmpty())
@@ -112,7 +117,6 @@ void Downloader::downloadTree(const RemoteAddress &source)
     }
     const QString name = source.path.isEmpty() ? source.share : lastPart(source.path);
     const QString top = QDir(m_directory).filePath(name);
-    m_context.display.addKnown(m_spool.entries(), -1);
     if (makeDirectory(top))
         takeEntries(source, top);
 }

@@ -41,6 +41,7 @@ private:
     NameSpool m_spool;
     QString m_spoolError; // why the listing in hand cannot be taken to its end; empty while it can
     qint64 m_listed = 0; // names of the listing in hand, unfit ones included
+    std::size_t m_treesLeft = 0; // sources whose files are not known yet
     qint64 m_count = 0; // entries of the listing in hand that were dealt with
 };
 

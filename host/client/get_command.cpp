@@ -57,8 +57,7 @@ int get(const GetOptions &options, const CLI::App &command, const GlobalOptions 
     return runClient(verb, options, global, [&](const ClientContext &context) {
         Downloader downloader(context, directory, *selection);
         const TransferSummary summary = downloader.download(sources);
-        if (!options.quiet)
-            context.display.print(summaryText(summary) + QLatin1Char('\n'));
+        context.display.note(summaryText(summary) + QLatin1Char('\n'));
         return summary.exitCode;
     });
 }

@@ -1,9 +1,7 @@
 #include "host/client/listing_output.h"
 
+#include "host/event_writer.h"
 #include "host/text.h"
-
-#include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
 
 #include <unistd.h>
 
@@ -29,7 +27,7 @@ bool ListingOutput::write(const ParamMap &batch)
 {
     for (auto entry = batch.begin(); entry != batch.end(); ++entry)
         m_buffer += line(entry.key(), entry.value());
-    m_hasBegun = m_hasBegun || !batch.isEmpty();
+    m_count += batch.size();
     return m_buffer.size() < enoughBytes && !m_isTerminal ? m_error == 0 : flush();
 }
 
@@ -37,9 +35,8 @@ QByteArray ListingOutput::line(const QString &path, const QString &kind) const
 {
     const QString name = path.startsWith(QLatin1Char('/')) ? path.mid(1) : path;
     if (m_form == Form::Json) {
-        const QJsonObject object = {
-            {QStringLiteral("v"), 1}, {QStringLiteral("path"), name}, {QStringLiteral("kind"), kind}};
-        return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+        return eventLine(QStringLiteral("entry"),
+                         {{QStringLiteral("path"), name}, {QStringLiteral("kind"), kind}});
     }
     const QString mark = kind == QLatin1String("dir") ? QStringLiteral("/") : QString();
     return ((m_isTerminal ? escaped(name) : name) + mark).toUtf8() + '\n';

@@ -9,7 +9,7 @@ namespace VESK::Host
 {
 
 /// Writes the names of a listing to stdout as they come: one a line, directories with a slash at the end,
-/// or an object of JSON a line. On a terminal everything that could move the cursor is escaped; elsewhere
+/// or an event "entry" each. On a terminal everything that could move the cursor is escaped; elsewhere
 /// names are written as they are. For one thread.
 class ListingOutput
 {
@@ -24,7 +24,9 @@ public:
     [[nodiscard]] bool flush();
 
     /// Has a name gone out, or been taken to go out?
-    bool hasBegun() const { return m_hasBegun; }
+    bool hasBegun() const { return m_count > 0; }
+    /// Names that were taken to go out.
+    qint64 count() const { return m_count; }
 
     /// The system's error number of the failed write; EPIPE when the reader has seen enough.
     int error() const { return m_error; }
@@ -35,7 +37,7 @@ private:
     const Form m_form;
     const bool m_isTerminal;
     QByteArray m_buffer;
-    bool m_hasBegun = false;
+    qint64 m_count = 0;
     int m_error = 0;
 };
 

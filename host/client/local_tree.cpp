@@ -73,7 +73,7 @@ bool LocalTree::enter(const QByteArray &path, const QByteArray &relative)
     if (::stat(path.constData(), &status) != 0)
         return skip(relative, systemText(errno));
     if (isLoop(status.st_dev, status.st_ino))
-        return skip(relative, QStringLiteral("the link leads back to a directory above it"));
+        return skip(relative, loopText());
     m_levels.push_back({path, relative, status.st_dev, status.st_ino, {}});
     bool isEmpty = true;
     if (!read(&m_levels.back(), &isEmpty))
@@ -131,6 +131,11 @@ bool LocalTree::skip(const QByteArray &relative, const QString &why)
     if (isDecodable(path))
         return m_visitor.skipped(escaped(QString::fromUtf8(path)), why);
     return m_visitor.skipped(escapedBytes(path), why);
+}
+
+QString LocalTree::loopText()
+{
+    return QStringLiteral("the link leads back to a directory above it");
 }
 
 bool LocalTree::isLoop(dev_t device, ino_t inode) const

@@ -27,6 +27,9 @@ public:
         std::function<bool(const QString &path, const QString &why)> skipped;
     };
 
+    /// The reason with which a link that leads back is skipped.
+    static QString loopText();
+
     explicit LocalTree(Visitor visitor)
         : m_visitor(std::move(visitor))
     {

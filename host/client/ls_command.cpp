@@ -47,7 +47,8 @@ ExitCode list(const ClientContext &context, const RemoteAddress &remote)
         report.addFailure({ExitCode::LocalFile,
                            QStringLiteral("cannot write to stdout: %1").arg(qt_error_string(output.error())),
                            {}});
-    return report.exitCode();
+    report.setListed(output.count());
+    return report.finish().exitCode;
 }
 
 int ls(const LsOptions &options, const GlobalOptions &global)

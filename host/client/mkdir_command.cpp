@@ -32,7 +32,7 @@ ExitCode makeDirectories(const ClientContext &context, const std::vector<RemoteA
         job.userName = remote.user;
         report.addDirectory(job, session.run(job));
     }
-    return report.exitCode();
+    return report.finish().exitCode;
 }
 
 int mkdir(const MkdirOptions &options, const GlobalOptions &global)

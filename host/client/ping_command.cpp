@@ -4,14 +4,13 @@
 #include "host/client/connect_errors.h"
 #include "host/client/greeting.h"
 #include "host/client/ping_report.h"
+#include "host/client/ping_sample.h"
 #include "host/client/run_report.h"
 #include "host/error_type.h"
 #include "host/event_writer.h"
 #include "host/text.h"
 
 #include "vesk_base/message_channel.h"
-
-#include <QtCore/QDateTime>
 
 #include <algorithm>
 #include <memory>
@@ -44,29 +43,6 @@ std::optional<RemoteAddress> settleServer(const PingOptions &options, QString *e
     return remote;
 }
 
-double elapsedMs(std::chrono::steady_clock::time_point begin)
-{
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
-}
-
-// Nothing when the server does not answer.
-std::optional<PingSample> takeSample(MessageChannel &channel)
-{
-    const auto begin = std::chrono::steady_clock::now();
-    const qint64 sentMs = QDateTime::currentMSecsSinceEpoch();
-    QString text;
-    if (!channel.send(number(HostMessage::Ping), QStringLiteral("?"))
-        || !channel.recv(number(HostMessage::Pong), text))
-        return std::nullopt;
-    const std::optional<qint64> clockMs = readPong(text);
-    if (!clockMs)
-        return std::nullopt;
-    PingSample sample;
-    sample.roundTripMs = elapsedMs(begin);
-    sample.clockDifferenceMs = static_cast<double>(*clockMs - sentMs) - sample.roundTripMs / 2;
-    return sample;
-}
-
 /// One `vesk ping`, told from top to bottom by `run`.
 class Pinging
 {
@@ -85,7 +61,7 @@ public:
         if (connect() && takeSamples() && findShare())
             tell();
         leave();
-        return m_report.exitCode();
+        return m_report.finish().exitCode;
     }
 
 private:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/address.h"
+#include "host/client/ping_sample.h"
 #include "host/hello/client_hello.h"
 #include "transport/socket_address.h"
 
@@ -10,13 +11,6 @@
 
 namespace VESK::Host
 {
-
-/// One message there and back.
-struct PingSample {
-    double roundTripMs = 0;
-    double clockDifferenceMs =
-        0; ///< how far the server's clock is ahead, the way back taken as half the time
-};
 
 /// What `vesk ping` found out.
 struct PingResult {

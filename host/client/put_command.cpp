@@ -36,8 +36,7 @@ int put(const PutOptions &options, const CLI::App &command, const GlobalOptions 
     return runClient(verb, options, global, [&](const ClientContext &context) {
         Uploader uploader(context, *target, *selection);
         const TransferSummary summary = uploader.upload(sources);
-        if (!options.quiet)
-            context.display.print(summaryText(summary) + QLatin1Char('\n'));
+        context.display.note(summaryText(summary) + QLatin1Char('\n'));
         return summary.exitCode;
     });
 }

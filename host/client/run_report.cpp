@@ -3,17 +3,29 @@
 #include "host/event_writer.h"
 #include "host/text.h"
 
-#include <QtCore/QJsonArray>
-
 #include <csignal>
 
 namespace VESK::Host
 {
 
+namespace
+{
+
+// As people choose it.
+QString modeWord(const QString &verifyMode)
+{
+    if (verifyMode == QLatin1String("fileattr"))
+        return QStringLiteral("quick");
+    return verifyMode == QLatin1String("false") ? QStringLiteral("none") : verifyMode;
+}
+
+} // namespace
+
 RunReport::RunReport(const ClientContext &context, Direction direction)
     : m_context(context)
 {
-    m_summary.isDownload = direction == Direction::Down;
+    m_summary.direction = direction;
+    m_summary.verifyMode = direction == Direction::None ? QString() : modeWord(context.settings.verifyMode);
     m_timer.start();
 }
 
@@ -29,19 +41,20 @@ void RunReport::count(const TaskJob &job, const TaskEnd &end)
 {
     m_summary.movedBytes += end.movedBytes;
     if (end.kind == TaskEnd::Kind::Failed)
-        return fail(end.failure);
+        return fail(end.failure, job.localPath());
     if (end.kind == TaskEnd::Kind::Interrupted)
         return tellInterrupted(job, end);
 
     const TaskOutcome &outcome = end.outcome;
     if (outcome.result == TaskOutcome::Result::Kept)
         return countKept(job);
-    const QString moved = m_summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
+    const QString moved = m_summary.isDownload() ? QStringLiteral("received") : QStringLiteral("sent");
     const bool isPlaced = outcome.result == TaskOutcome::Result::Done;
     writeEvent(QStringLiteral("file"),
                {{QStringLiteral("name"), job.localPath()},
                 {QStringLiteral("result"), isPlaced ? moved : QStringLiteral("already-there")},
                 {QStringLiteral("size"), outcome.total},
+                {QStringLiteral("resumed"), isPlaced ? end.resumedBytes : 0},
                 {QStringLiteral("from"), qMax<qint64>(0, outcome.begin)},
                 {QStringLiteral("moved"), outcome.moved}});
     if (!isPlaced) {
@@ -75,8 +88,8 @@ void RunReport::tellInterrupted(const TaskJob &job, const TaskEnd &end)
     if (++m_interrupted > mostTold || m_context.interruption.discards())
         return;
     const TaskOutcome &outcome = end.outcome;
-    const QString moved = m_summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
-    const QString place = m_summary.isDownload ? QStringLiteral("here") : QStringLiteral("on the server");
+    const QString moved = m_summary.isDownload() ? QStringLiteral("received") : QStringLiteral("sent");
+    const QString place = m_summary.isDownload() ? QStringLiteral("here") : QStringLiteral("on the server");
     tell(QStringLiteral("interrupted: %1: %2 of %3 %4 by now; what has arrived is kept %5.\n"
                         "  - Run the same command again to go on from there.\n")
              .arg(job.shownName, bytesText(qMax<qint64>(0, outcome.begin) + outcome.moved),
@@ -90,7 +103,7 @@ void RunReport::addDirectory(const TaskJob &job, const TaskEnd &end)
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_context.display.addDone(0, 0);
     if (end.kind == TaskEnd::Kind::Failed)
-        return fail(end.failure);
+        return fail(end.failure, job.shownName);
     ++m_summary.directories;
     writeEvent(QStringLiteral("directory"), {{QStringLiteral("name"), job.shownName}});
 }
@@ -127,19 +140,22 @@ void RunReport::addSilentFailure(ExitCode code)
     m_summary.addFailure(code);
 }
 
+void RunReport::setListed(qint64 names)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_summary.listed = names;
+}
+
 void RunReport::addHidden()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     ++m_summary.hidden;
 }
 
-void RunReport::fail(const Failure &failure)
+void RunReport::fail(const Failure &failure, const QString &name)
 {
     m_summary.addFailure(failure.code);
-    writeEvent(QStringLiteral("error"),
-               {{QStringLiteral("class"), number(failure.code)},
-                {QStringLiteral("what"), failure.what},
-                {QStringLiteral("hints"), QJsonArray::fromStringList(failure.hints)}});
+    writeEvent(QStringLiteral("error"), errorFields(failure, name));
     tell(failureText(failure));
 }
 
@@ -162,6 +178,7 @@ TransferSummary RunReport::finish()
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_summary.seconds = static_cast<double>(m_timer.elapsed()) / 1000;
     m_summary.exitCode = settledCode();
+    m_context.display.endReports(); // nothing follows the summary
     writeEvent(QStringLiteral("summary"), summaryFields(m_summary));
     return m_summary;
 }

@@ -35,6 +35,8 @@ public:
     /// Something that is no failure of a transfer but will be missing on the other side; `name` is escaped.
     void addSkipped(const QString &name, const QString &why);
     void addHidden();
+    /// The number of names that a listing gave out.
+    void setListed(qint64 names);
 
     /// Nothing is moved in this run, only counted.
     void beDry();
@@ -47,7 +49,7 @@ public:
 
 private:
     void count(const TaskJob &job, const TaskEnd &end);
-    void fail(const Failure &failure);
+    void fail(const Failure &failure, const QString &name = QString());
     ExitCode settledCode() const;
     void tell(const QString &line);
     void writeEvent(const QString &event, const QJsonObject &fields) const;

@@ -1,5 +1,6 @@
 #include "host/client/task_log.h"
 
+#include "host/progress_display.h"
 #include "host/text.h"
 
 #include "vesk_base/vesk_base.h"
@@ -14,14 +15,22 @@ thread_local TaskLog *threadLog = nullptr;
 
 } // namespace
 
-void installClientLog(bool verbose)
+ClientLog::ClientLog(ProgressDisplay &display, bool verbose)
 {
-    VeskBase::setLogSink([verbose](const VeskBase *, const QString &level, const QString &message) {
+    VeskBase::setLogSink([&display, verbose](const VeskBase *, const QString &level, const QString &message) {
         if (threadLog)
             threadLog->take(level, message);
+        const QString line = QStringLiteral("%1 %2\n").arg(level.leftJustified(7), escaped(message));
         if (verbose)
-            writeStderr(QStringLiteral("%1 %2\n").arg(level.leftJustified(7), escaped(message)));
+            display.print(line);
+        else
+            display.log(line);
     });
+}
+
+ClientLog::~ClientLog()
+{
+    VeskBase::setLogSink({});
 }
 
 TaskLog::TaskLog()

@@ -5,9 +5,18 @@
 namespace VESK::Host
 {
 
-/// Sends every handler's log lines to the log of the task that runs on the calling thread; with `verbose`
-/// to stderr as well. Once per process, before the first task.
-void installClientLog(bool verbose);
+class ProgressDisplay;
+
+/// While it lives, every handler's log lines go to the log of the task that runs on the calling thread, and
+/// to that of the display; with `verbose` they are shown as well. One at a time, around all tasks.
+class ClientLog
+{
+public:
+    ClientLog(ProgressDisplay &display, bool verbose);
+    ~ClientLog();
+    ClientLog(const ClientLog &) = delete;
+    ClientLog &operator=(const ClientLog &) = delete;
+};
 
 /// What one task said about its failure. Exists on the task's thread, around `process`; one at a time.
 class TaskLog

@@ -19,7 +19,7 @@ namespace
 QString planText(const TransferSummary &summary)
 {
     const QString file = QStringLiteral("file");
-    const QString verb = summary.isDownload ? QStringLiteral("receive") : QStringLiteral("send");
+    const QString verb = summary.isDownload() ? QStringLiteral("receive") : QStringLiteral("send");
     const QString size = summary.knowsPlannedBytes
         ? QStringLiteral(" (%1)").arg(bytesText(summary.plannedBytes))
         : QStringLiteral(" (a listing tells no sizes)");
@@ -42,6 +42,50 @@ QString planText(const TransferSummary &summary)
     return text;
 }
 
+QString verificationText(const QString &mode)
+{
+    return mode == QLatin1String("none") ? QStringLiteral("not verified")
+                                         : QStringLiteral("verified with %1").arg(mode);
+}
+
+double bytesPerSecond(const TransferSummary &summary)
+{
+    return summary.seconds > 0 ? static_cast<double>(summary.movedBytes) / summary.seconds : 0;
+}
+
+QJsonObject transferFields(const TransferSummary &summary)
+{
+    const QString verb = summary.isDownload() ? QStringLiteral("received") : QStringLiteral("sent");
+    return {
+        {verb, summary.placed},
+        {QStringLiteral("alreadyThere"), summary.alreadyThere},
+        {QStringLiteral("kept"), summary.kept},
+        {QStringLiteral("skipped"), summary.skipped},
+        {QStringLiteral("hidden"), summary.hidden},
+        {verb + QStringLiteral("Bytes"), summary.placedBytes},
+        {QStringLiteral("movedBytes"), summary.movedBytes},
+        {QStringLiteral("resumedBytes"), summary.resumedBytes},
+        {QStringLiteral("skippedBytes"), summary.skippedBytes},
+        {QStringLiteral("bytesPerSecond"), bytesPerSecond(summary)},
+        {QStringLiteral("verify"), summary.verifyMode},
+    };
+}
+
+QJsonObject planFields(const TransferSummary &summary)
+{
+    return {
+        {QStringLiteral("dryRun"), true},
+        {QStringLiteral("planned"), summary.planned},
+        {QStringLiteral("plannedDirectories"), summary.plannedDirectories},
+        {QStringLiteral("plannedBytes"), summary.knowsPlannedBytes ? summary.plannedBytes : -1},
+        {QStringLiteral("there"), summary.plannedThere},
+        {QStringLiteral("kept"), summary.kept},
+        {QStringLiteral("skipped"), summary.skipped},
+        {QStringLiteral("failed"), summary.failed},
+        {QStringLiteral("exitCode"), number(summary.exitCode)},
+    };
+}
+
 } // namespace
 
 QString summaryText(const TransferSummary &summary)
@@ -49,14 +93,14 @@ QString summaryText(const TransferSummary &summary)
     if (summary.isDryRun)
         return planText(summary);
     const QString file = QStringLiteral("file");
-    const QString verb = summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
+    const QString verb = summary.isDownload() ? QStringLiteral("received") : QStringLiteral("sent");
     QStringList parts;
     parts << QStringLiteral("%1 %2 (%3 moved)")
                  .arg(countText(summary.placed, file), verb, bytesText(summary.movedBytes));
     if (summary.resumedBytes > 0)
-        parts << QStringLiteral("%1 resumed").arg(bytesText(summary.resumedBytes));
+        parts << QStringLiteral("%1 saved by resuming").arg(bytesText(summary.resumedBytes));
     if (summary.alreadyThere > 0)
-        parts << QStringLiteral("%1 already there (%2)")
+        parts << QStringLiteral("%1 already there (%2 saved)")
                      .arg(countText(summary.alreadyThere, file), bytesText(summary.skippedBytes));
     if (summary.kept > 0)
         parts << QStringLiteral("%1 left alone").arg(countText(summary.kept, file));
@@ -64,9 +108,11 @@ QString summaryText(const TransferSummary &summary)
         parts << QStringLiteral("%1 skipped").arg(summary.skipped);
     if (summary.failed > 0)
         parts << QStringLiteral("%1 failed").arg(countText(summary.failed, file));
+    if (!summary.verifyMode.isEmpty() && summary.placed + summary.alreadyThere > 0)
+        parts << verificationText(summary.verifyMode);
     parts << durationText(summary.seconds);
     if (summary.movedBytes > 0 && summary.seconds > 0)
-        parts << rateText(static_cast<double>(summary.movedBytes) / summary.seconds);
+        parts << rateText(bytesPerSecond(summary));
     QString text = parts.join(QStringLiteral(", "));
     if (summary.hidden > 0)
         text += QStringLiteral("\nnote: %1 there now that no listing shows: their names, or those of "
@@ -77,35 +123,17 @@ QString summaryText(const TransferSummary &summary)
 
 QJsonObject summaryFields(const TransferSummary &summary)
 {
-    const QString verb = summary.isDownload ? QStringLiteral("received") : QStringLiteral("sent");
-    if (summary.isDryRun) {
-        return {
-            {QStringLiteral("dryRun"), true},
-            {QStringLiteral("planned"), summary.planned},
-            {QStringLiteral("plannedDirectories"), summary.plannedDirectories},
-            {QStringLiteral("plannedBytes"), summary.knowsPlannedBytes ? summary.plannedBytes : -1},
-            {QStringLiteral("there"), summary.plannedThere},
-            {QStringLiteral("kept"), summary.kept},
-            {QStringLiteral("skipped"), summary.skipped},
-            {QStringLiteral("failed"), summary.failed},
-            {QStringLiteral("exitCode"), number(summary.exitCode)},
-        };
-    }
-    return {
-        {verb, summary.placed},
-        {QStringLiteral("alreadyThere"), summary.alreadyThere},
-        {QStringLiteral("kept"), summary.kept},
-        {QStringLiteral("directories"), summary.directories},
-        {QStringLiteral("skipped"), summary.skipped},
-        {QStringLiteral("failed"), summary.failed},
-        {QStringLiteral("hidden"), summary.hidden},
-        {verb + QStringLiteral("Bytes"), summary.placedBytes},
-        {QStringLiteral("movedBytes"), summary.movedBytes},
-        {QStringLiteral("resumedBytes"), summary.resumedBytes},
-        {QStringLiteral("skippedBytes"), summary.skippedBytes},
-        {QStringLiteral("seconds"), summary.seconds},
-        {QStringLiteral("exitCode"), number(summary.exitCode)},
-    };
+    if (summary.isDryRun)
+        return planFields(summary);
+    QJsonObject fields = summary.direction == Direction::None ? QJsonObject() : transferFields(summary);
+    if (summary.listed >= 0)
+        fields.insert(QStringLiteral("listed"), summary.listed);
+    else
+        fields.insert(QStringLiteral("directories"), summary.directories);
+    fields.insert(QStringLiteral("failed"), summary.failed);
+    fields.insert(QStringLiteral("seconds"), summary.seconds);
+    fields.insert(QStringLiteral("exitCode"), number(summary.exitCode));
+    return fields;
 }
 
 } // namespace VESK::Host

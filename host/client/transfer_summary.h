@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/exit_code.h"
+#include "host/progress.h"
 
 #include <QtCore/QJsonObject>
 #include <QtCore/QString>
@@ -11,7 +12,8 @@ namespace VESK::Host
 
 /// What a run of transfers came to.
 struct TransferSummary {
-    bool isDownload = false;
+    Direction direction = Direction::Up;
+    QString verifyMode; ///< as people choose it: "xxh128", "sha256", "quick", "none"; empty without files
     bool isDryRun = false; ///< then these say what would be done
     int planned = 0; ///< files
     int plannedDirectories = 0; ///< empty ones
@@ -24,6 +26,7 @@ struct TransferSummary {
     int directories = 0; ///< empty ones that were made
     int skipped = 0; ///< what cannot be moved: links that lead nowhere, pipes, names that are no text
     int failed = 0;
+    qint64 listed = -1; ///< names that a listing gave out; -1 where none was asked for
     int hidden = 0; ///< of the files on the server, those that a listing leaves out
     qint64 placedBytes = 0; ///< sizes of the placed files
     qint64 movedBytes = 0; ///< what went over the line, failed attempts included
@@ -32,11 +35,12 @@ struct TransferSummary {
     double seconds = 0;
     ExitCode exitCode = ExitCode::Success;
 
+    bool isDownload() const { return direction == Direction::Down; }
     void addFailure(ExitCode code);
     bool hasSuccess() const { return placed + alreadyThere + kept + directories > 0; }
 };
 
-/// The summary as one or two lines for people, without a line end.
+/// The summary of a transfer as one or two lines for people, without a line end.
 QString summaryText(const TransferSummary &summary);
 
 /// The summary as the fields of an event; sizes in bytes.

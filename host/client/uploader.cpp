@@ -46,10 +46,12 @@ TransferSummary Uploader::upload(const QStringList &paths)
         return m_run.finish();
     }
     for (const QString &path : paths) {
-        if (!m_selection.isRecursive || !QFileInfo(path).isDir())
+        if (m_selection.isRecursive && QFileInfo(path).isDir())
+            ++m_treesLeft;
+        else
             m_context.display.addKnown(1, QFileInfo(path).size());
     }
-    if (!m_selection.isRecursive)
+    if (m_treesLeft == 0)
         m_context.display.setAllKnown();
     for (const QString &path : paths) {
         if (m_run.mayGoOn())
@@ -95,6 +97,7 @@ void Uploader::uploadNames(const QString &directory)
         job.shownName = name->shown;
         uploadFile(path, job);
     }
+    m_context.display.setAllKnown();
     if (m_selection.names->error() != 0)
         m_run.report().addFailure({ExitCode::LocalFile,
                                    QStringLiteral("cannot read the list of names: %1")
@@ -104,7 +107,10 @@ void Uploader::uploadNames(const QString &directory)
 
 void Uploader::uploadTree(const Tree &tree)
 {
-    if (!collect(tree))
+    const bool isCollected = collect(tree);
+    if (m_treesLeft > 0 && --m_treesLeft == 0)
+        m_context.display.setAllKnown();
+    if (!isCollected)
         return;
     m_count = 0;
     while (m_run.mayGoOn()) {

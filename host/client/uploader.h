@@ -41,6 +41,7 @@ private:
     const Selection m_selection;
     TransferRun m_run;
     NameSpool m_spool;
+    int m_treesLeft = 0; // directories whose files are not known yet
     qint64 m_count = 0; // entries of the tree in hand that were dealt with
 };
 

@@ -1,6 +1,7 @@
 #include "host/demo/demo.h"
 
 #include "host/client/run_meter.h"
+#include "host/client/task_log.h"
 #include "host/demo/demo_file.h"
 #include "host/text.h"
 #include "host/user.h"
@@ -176,6 +177,7 @@ ClientSettings Demo::clientSettings() const
 TransferSummary Demo::uploadHere()
 {
     ProgressDisplay display{ProgressSettings()};
+    const ClientLog log(display, false);
     const ClientSettings settings = clientSettings();
     RunMeter meter;
     Uploader uploader({m_module, settings, display, m_interruption, meter}, share());
@@ -185,6 +187,7 @@ TransferSummary Demo::uploadHere()
 TransferSummary Demo::downloadHere()
 {
     ProgressDisplay display{ProgressSettings()};
+    const ClientLog log(display, false);
     const ClientSettings settings = clientSettings();
     RunMeter meter;
     Downloader downloader({m_module, settings, display, m_interruption, meter}, downloadDirectory());

@@ -1,6 +1,5 @@
 #include "host/demo/demo_command.h"
 
-#include "host/client/task_log.h"
 #include "host/demo/demo.h"
 #include "host/module_locator.h"
 #include "host/signals.h"
@@ -28,7 +27,6 @@ int demonstrate(int mebibytes, const GlobalOptions &global)
         writeStderr(failureText({ExitCode::Usage, error, {}}));
         return number(ExitCode::Usage);
     }
-    installClientLog(false);
     const UdtLibrary library;
     Interruption interruption;
     const SignalWatcher watcher([&](int signal) { interruption.raise(signal); });

@@ -78,6 +78,8 @@ TEST_F(LsTest, WritesAnObjectALine)
     for (const QString &line : lines) {
         const QJsonObject object = QJsonDocument::fromJson(line.toUtf8()).object();
         EXPECT_EQ(object.value(QStringLiteral("v")).toInt(), 1);
+        if (object.value(QStringLiteral("event")).toString() != QLatin1String("entry"))
+            continue;
         found.append(object.value(QStringLiteral("kind")).toString() + QLatin1Char(':')
                      + object.value(QStringLiteral("path")).toString());
     }
@@ -107,7 +109,7 @@ TEST_F(LsTest, TellsWhatIsNoDirectory)
     EXPECT_EQ(run(QStringLiteral("ls"), QStringLiteral("nope")), 8);
     EXPECT_THAT(m_err, HasSubstr("no share \"nope\""));
     EXPECT_EQ(run(QStringLiteral("ls"), QStringLiteral("srv/absent"), {QStringLiteral("--json")}), 5);
-    EXPECT_EQ(QJsonDocument::fromJson(m_out.toUtf8()).object().value(QStringLiteral("class")).toInt(), 5);
+    EXPECT_THAT(m_out.toStdString(), HasSubstr("\"class\":5"));
 }
 
 TEST_F(LsTest, TellsAStdoutThatIsFull)

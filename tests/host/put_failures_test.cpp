@@ -244,7 +244,7 @@ TEST_F(FullDiskTest, IsToldWhenItFillsUpOnTheWayAndKeepsWhatHasArrived)
 
     ASSERT_TRUE(filler.remove());
     EXPECT_EQ(put({big, server.url(QStringLiteral("in"))}), 0) << m_err;
-    EXPECT_THAT(m_err, HasSubstr("resumed"));
+    EXPECT_THAT(m_err, HasSubstr("saved by resuming"));
 }
 
 } // namespace

@@ -148,13 +148,15 @@ TEST(SummaryTest, NamesWhatHappenedAndNoMore)
     summary.movedBytes = 1024;
     summary.seconds = 1;
     EXPECT_EQ(summaryText(summary), QStringLiteral("1 file sent (1.0 KiB moved), 1.0 s, 1.0 KiB/s"));
+    summary.verifyMode = QStringLiteral("xxh128");
     summary.resumedBytes = 2048;
     summary.alreadyThere = 2;
     summary.skippedBytes = 10;
     summary.addFailure(ExitCode::Refused);
     EXPECT_EQ(summaryText(summary),
-              QStringLiteral("1 file sent (1.0 KiB moved), 2.0 KiB resumed, "
-                             "2 files already there (10 B), 1 file failed, 1.0 s, 1.0 KiB/s"));
+              QStringLiteral("1 file sent (1.0 KiB moved), 2.0 KiB saved by resuming, "
+                             "2 files already there (10 B saved), 1 file failed, verified with xxh128, "
+                             "1.0 s, 1.0 KiB/s"));
 }
 
 } // namespace
