@@ -30,11 +30,6 @@ qint64 sizeOf(const QString &path)
     return QFileInfo(path).size();
 }
 
-namespace
-{
-
-// What is looked for in the home directory is in one of this test program's own, for whatever it starts, and
-// nothing that the person who runs it has set for the program is heeded.
 void leaveHome()
 {
     static const QTemporaryDir home;
@@ -43,6 +38,9 @@ void leaveHome()
     for (const char *const name : {"VESK_CONFIG", "VESK_TOKEN_FILE"})
         qunsetenv(name);
 }
+
+namespace
+{
 
 QStringList serveArguments(const QString &directory, quint16 port)
 {

@@ -17,6 +17,10 @@ bool waitUntil(const std::function<bool()> &condition, int limitMs = 30000);
 /// Size of a file in bytes, 0 when there is none.
 qint64 sizeOf(const QString &path);
 
+/// From now on, what is looked for in the home directory is in one of this test program's own, for whatever
+/// it starts, and nothing that the person who runs it has set for the program is heeded. `Program` calls it.
+void leaveHome();
+
 /// The program under test, run as a child; killed with the object if it still runs.
 class Program
 {

@@ -29,6 +29,7 @@ class UnreadServer
 public:
     explicit UnreadServer(const QString &directory)
     {
+        leaveHome();
         m_process.setReadChannel(QProcess::StandardError);
         m_process.start(QStringLiteral(VESK_PROGRAM),
                         {QStringLiteral("serve"), directory, QStringLiteral("--listen"),
