@@ -57,6 +57,24 @@ TEST_F(DownloadSend, SendsTheFileAndWaitsForTheClosingMessage)
     EXPECT_EQ(dir.read(stored("box/file.bin")), content);
 }
 
+TEST_F(DownloadSend, WithoutAVerificationModeNothingIsVerified)
+{
+    ParamMap params;
+    ASSERT_TRUE(handler().getParams(params));
+    params.remove("bVerify"); // a new handler has it, empty
+    ASSERT_TRUE(handler().clearParam());
+    ASSERT_TRUE(handler().setParams(params));
+    offer("text");
+    ParamMap modeless = taskFor();
+    modeless.remove("bVerify");
+    const RunningTask task = start();
+    EXPECT_EQ(ask(modeless).value("verifyValue", "absent"), "");
+    EXPECT_EQ(peer.recvBytes(4), "text");
+    ASSERT_TRUE(close());
+    EXPECT_EQ(task.result(), true);
+    EXPECT_EQ(lines(), QStringList{startLine()});
+}
+
 TEST_F(DownloadSend, SendsOnlyWhatIsMissing)
 {
     const QByteArray content = pattern(100000);

@@ -124,9 +124,33 @@ TEST_F(ListRespond, ReportsAClientThatLeaves)
     EXPECT_EQ(logged(), (QStringList{announced("d"), "error|listRespond: send ListContent failed."}));
 }
 
+TEST_F(ListRespond, NamesEntriesOfTheRootOfTheFileSystemWithOneSeparator)
+{
+    set("mountPath", "/");
+    set("appPath", "app:/");
+    ParamMap all = taskFor("");
+    all.insert("rootPath", "");
+    auto &staged = useHandler<StagedHandler>();
+    staged.beforeSend = [&](int kind) {
+        if (kind == number(MessageKind::ListContent))
+            staged.setStatus("cancel"); // one batch is enough
+        return true;
+    };
+    const RunningTask task = start();
+    ASSERT_TRUE(peer.sendMap(MessageKind::TaskParam, all));
+    ASSERT_TRUE(peer.recvMap(MessageKind::TaskParamAck));
+    const std::optional<ParamMap> batch = peer.recvMap(MessageKind::ListContent);
+    ASSERT_TRUE(batch);
+    EXPECT_EQ(batch->value("/tmp"), "dir");
+    EXPECT_EQ(batch->value("/proc"), "dir");
+    closePeerSocket();
+    closeHandlerSocket();
+    EXPECT_EQ(task.result(), false);
+}
+
 TEST_F(ListRespond, SendsNoNamesAfterAStopThatCameWithTheAnswer)
 {
-    writeFiles("d", 5);
+    writeFiles("d", 250); // more than a message holds
     auto &staged = useHandler<StagedHandler>();
     staged.afterSend = [&](int) { staged.setStatus("cancel"); };
     const RunningTask task = start();

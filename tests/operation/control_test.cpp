@@ -3,6 +3,7 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
+#include <future>
 #include <stdexcept>
 #include <utility>
 
@@ -161,6 +162,22 @@ TEST_F(ClientControl, AStopBeforeTheTaskEndsItAtItsFirstCheckPoint)
         EXPECT_NE(param("endTime"), "");
         EXPECT_EQ(logged(), QStringList());
     }
+}
+
+TEST_F(ClientControl, ACheckPointRecordsTheStatusAndThrows)
+{
+    auto call = std::async(std::launch::async, [&] {
+        handler().setStatus("pause");
+        try {
+            return QString(handler().uploadRequest() ? "true" : "false");
+        } catch (const QString &thrown) {
+            return "thrown: " + thrown + ", last error: " + handler().getLastError();
+        }
+    });
+    ASSERT_TRUE(peer.recvMap(MessageKind::TaskParam));
+    ASSERT_TRUE(peer.sendMap(MessageKind::TaskParamAck, {{"ackRespond", "true"}, {"offset", "0"}}));
+    ASSERT_EQ(call.wait_for(patience), std::future_status::ready);
+    EXPECT_EQ(call.get(), "thrown: status, last error: pause");
 }
 
 TEST_F(ClientControl, AStopEndsTheWaitForTheAcknowledgement)

@@ -199,6 +199,19 @@ TEST_F(ClientDispatch, AThrownStatusFailsTheTaskAndRecordsItsEnd)
     EXPECT_EQ(logged(), QStringList());
 }
 
+TEST_F(ClientDispatch, EveryOtherThrownTextFailsTheTaskAndRecordsItsEndToo)
+{
+    set("operator", "createDir");
+    for (const QString text : {"status", "", "Return", "anything"}) {
+        SCOPED_TRACE(text.toStdString());
+        useHandler<ActingHandler>([&](ActingHandler &) -> bool { throw text; });
+        EXPECT_FALSE(handler().process());
+        EXPECT_NE(param("endTime"), "");
+        EXPECT_EQ(handler().getLastError(), "");
+        EXPECT_EQ(logged(), QStringList());
+    }
+}
+
 TEST_F(ServerDispatch, AThrownStatusLeavesNoRespondStatus)
 {
     useHandler<ActingHandler>([](ActingHandler &self) -> bool {

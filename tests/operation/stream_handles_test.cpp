@@ -4,17 +4,20 @@
 #include <QtCore/QRegularExpression>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <dlfcn.h>
 
-// What becomes of a file that opens and of whose handle the standard library makes no stream. It writes a
-// handle out first, and gives up when that fails; so this program has a fflush of its own.
+// What becomes of a file that opens and for which the C library makes no handle, or of whose handle the
+// standard library makes no stream: it writes a handle out first, and gives up when that fails. So this
+// program has an fdopen and an fflush of its own.
 
 namespace
 {
 
 std::atomic<std::FILE *> refused{nullptr};
 std::atomic<bool> isRefusing{false};
+std::atomic<bool> isOutOfHandles{false};
 
 } // namespace
 
@@ -26,6 +29,17 @@ extern "C" __attribute__((visibility("default"))) int fflush(std::FILE *file)
     }
     static const auto original = reinterpret_cast<int (*)(std::FILE *)>(dlsym(RTLD_NEXT, "fflush"));
     return original(file);
+}
+
+extern "C" __attribute__((visibility("default"))) std::FILE *fdopen(int descriptor, const char *mode) noexcept
+{
+    if (isOutOfHandles) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    static const auto original =
+        reinterpret_cast<std::FILE *(*)(int, const char *)>(dlsym(RTLD_NEXT, "fdopen"));
+    return original(descriptor, mode);
 }
 
 using namespace VESK;
@@ -68,6 +82,23 @@ TEST_F(StreamHandles, ReportAStreamThatIsNotOpen)
     EXPECT_TRUE(handler().createStream(path, 33)) << "the trouble is over";
     EXPECT_TRUE(handler().destroyStream());
     EXPECT_EQ(dir.read("file"), "content");
+}
+
+TEST_F(StreamHandles, ReportAHandleThatCannotBeHadAndKeepNoDescriptor)
+{
+    ASSERT_TRUE(dir.write("file", "content"));
+    const QString path = dir.path("file");
+    const int descriptors = openDescriptors();
+    isOutOfHandles = true;
+    const bool isCreated = handler().createStream(path, 33);
+    isOutOfHandles = false;
+    EXPECT_FALSE(isCreated);
+    EXPECT_EQ(
+        logged(),
+        QStringList("error|createStream: Fd open file " + path + " failed.error " + QString::number(ENOMEM)));
+    EXPECT_EQ(handler().getStream(), nullptr);
+    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_EQ(param("beginTime"), "");
 }
 
 } // namespace

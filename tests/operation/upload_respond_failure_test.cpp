@@ -176,6 +176,21 @@ TEST_F(UploadRespond, ReportsATargetThatAppearedMeanwhile)
     EXPECT_FALSE(handler().hasSent(MessageKind::Closing));
 }
 
+TEST_F(UploadRespond, ReportsALinkToAFileThatAppearedMeanwhile)
+{
+    ASSERT_TRUE(dir.write("elsewhere", "somebody else's"));
+    const RunningTask task = start();
+    ASSERT_EQ(ask(offer("text")), answer(true, 0));
+    ASSERT_TRUE(dir.mkdir(stored("in/box")));
+    ASSERT_TRUE(QFile::link(dir.path("elsewhere"), target()));
+    ASSERT_TRUE(peer.sendBytes("text"));
+    EXPECT_EQ(task.result(), false);
+    EXPECT_EQ(logged(), lines({error("rename " + temporary() + " to " + target() + " failed.")}));
+    EXPECT_EQ(dir.read("elsewhere"), "somebody else's");
+    EXPECT_TRUE(QFileInfo(target()).isSymLink());
+    EXPECT_EQ(content(temporaryName()), "text");
+}
+
 TEST_F(UploadRespond, ReplacesALinkThatLeadsNowhereAndDoesNotWriteThroughIt)
 {
     ASSERT_TRUE(dir.mkdir(stored("in/box")));

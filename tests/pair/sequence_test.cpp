@@ -193,6 +193,23 @@ TEST_F(Sequence, OfAnUploadWithoutVerification)
                            "send 8: fileName", "set respondStatus = success", "set endTime = (now)"}));
 }
 
+TEST_F(Sequence, OfAnUploadOfANewFileComputesNoValueOfTheTarget)
+{
+    ASSERT_TRUE(dir.write(local, pattern(5000)));
+    run("upload");
+    EXPECT_EQ(server.calls().filter("value of"),
+              QStringList{"value of $/mount/area/root/in/(temporary) by xxh128"});
+}
+
+TEST_F(Sequence, OfASecondPassWithoutVerificationComputesNoValue)
+{
+    ASSERT_TRUE(dir.write(local, pattern(5000)));
+    ASSERT_TRUE(dir.write(stored, "old"));
+    run("upload", "false");
+    EXPECT_EQ(server.calls().filter("value of"), QStringList());
+    EXPECT_EQ(server.calls().filter("second pass").size(), 1);
+}
+
 TEST_F(Sequence, OfASecondPassUpwards)
 {
     ASSERT_TRUE(dir.write(local, pattern(5000)));

@@ -181,4 +181,20 @@ TEST_F(FileModesUpTo, LevelsOfOtherOwnersFailOtherwise)
     EXPECT_EQ(modes(), QList<int>({0755, 0755, 0755}));
 }
 
+TEST_F(FileModesUpTo, TheRootOfTheFileSystemIsABaseLikeAnother)
+{
+    const int mode = modeOf("/"_s);
+    if (modeOf("/usr"_s) != mode)
+        GTEST_SKIP() << "this test must not change the modes of the system";
+    EXPECT_TRUE(VeskBase::chmodRecursively("/"_s, "/usr"_s, mode));
+    EXPECT_TRUE(VeskBase::chmodRecursively("/"_s, "/"_s, mode));
+}
+
+TEST_F(FileModesUpTo, ANameThatIsCutByANulIsRefusedThoughTheRestHasTheMode)
+{
+    EXPECT_FALSE(setUpTo("a"_s, "a/b"_s + QChar(0) + "c"_s, 0755));
+    EXPECT_FALSE(setUpTo("a"_s, "a/b"_s + QChar(0) + "c"_s, 0700));
+    EXPECT_EQ(modes(), QList<int>({0755, 0755, 0755}));
+}
+
 } // namespace

@@ -73,6 +73,25 @@ TEST_F(HostileFrame, OfNoiseBreaksTheChannel)
     expectBroken();
 }
 
+TEST_F(HostileFrame, IsNoMessageOfAnyKindEither)
+{
+    const int untouched = 77;
+    int kind = untouched;
+    sendRaw(frame(anyKind, "x", 1, frameMagic ^ 1));
+    EXPECT_FALSE(m_channel.recvAny(kind, m_text));
+    EXPECT_EQ(kind, untouched);
+    expectBroken();
+}
+
+TEST_F(HostileFrame, ThatDoesNotComeIsNoMessageOfAnyKind)
+{
+    const int untouched = 77;
+    int kind = untouched;
+    endStream();
+    EXPECT_FALSE(m_channel.recvAny(kind, m_text));
+    EXPECT_EQ(kind, untouched);
+}
+
 TEST_F(HostileFrame, CutInItsHeaderBreaksTheChannel)
 {
     sendRaw(frame(anyKind, "x").left(5));

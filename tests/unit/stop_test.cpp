@@ -123,6 +123,16 @@ TEST_F(Stop, BetweenTwoCallsBoundsTheNextWait)
     EXPECT_FALSE(m_channel.isBroken());
 }
 
+TEST_F(Stop, ThatNobodyAskedForBoundsNoWait)
+{
+    const Background receiver([&] { return m_channel.recv(anyKind, m_text); });
+    waitUntilActive(m_flags);
+    EXPECT_FALSE(receiver.wait(milliseconds(2500))) << "longer than the next wait after a stop";
+    sendRaw(frame(anyKind, "late"));
+    EXPECT_EQ(receiver.wait(seconds(5)), true);
+    EXPECT_EQ(m_text, "late"_s);
+}
+
 TEST_F(Stop, BetweenTwoCallsBoundsTheNextSend)
 {
     stop(m_flags);
