@@ -142,7 +142,7 @@ Lines otherOptions(const Options &options, const std::string &command)
     for (const CLI::Option *option : options)
         names += (names.empty() ? "" : " ") + shownNames(*option).substr(shownNames(*option).rfind("--"));
     Lines lines = {""};
-    append(&lines, wrapped("More (vesk help " + command + " --all): " + names, screenColumns));
+    append(&lines, wrapped("More (vesk help " + command + "--all): " + names, screenColumns));
     return lines;
 }
 
@@ -197,17 +197,18 @@ Lines pageWith(const CLI::App &command, const Lines &head, const Options &explai
 {
     Lines lines = head;
     append(&lines, groupedOptions(explained));
-    append(&lines, informationalOptions(command));
-    if (!named.empty())
-        append(&lines, otherOptions(named, path));
+    append(&lines, named.empty() ? informationalOptions(command) : otherOptions(named, path));
     return lines;
 }
 
+// What is typed after "vesk help", with a space behind it; nothing for the program itself.
 std::string commandPath(const CLI::App &command, const std::string &prefix)
 {
+    if (prefix.empty())
+        return {};
     const std::size_t space = prefix.find(' ');
-    return space == std::string::npos ? command.get_name()
-                                      : prefix.substr(space + 1) + ' ' + command.get_name();
+    const std::string above = space == std::string::npos ? std::string() : prefix.substr(space + 1) + ' ';
+    return above + command.get_name() + ' ';
 }
 
 // As many options as fit are explained; of those left out, the names are given.

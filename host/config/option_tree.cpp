@@ -54,10 +54,18 @@ std::string longNameOf(const CLI::Option &option, const std::string &section)
                                                                                 : std::string();
 }
 
+// These, as a type or as the name of a check, are numbers, some of which may have a unit.
+const std::set<std::string> &numberTypes()
+{
+    static const std::set<std::string> types = {"INT", "UINT", "FLOAT", "N", "BYTES", "RATE", "SIZE", "TIME"};
+    return types;
+}
+
 std::string typeOf(const CLI::Option &option)
 {
-    const std::string type = option.get_type_name(); // "TYPE:VALIDATOR:..."
-    return type.substr(0, type.find(':'));
+    const std::vector<std::string> parts = CLI::detail::split(option.get_type_name(), ':'); // TYPE:CHECK:...
+    const bool isCheckedNumber = parts.size() > 1 && parts[0] == "TEXT" && numberTypes().count(parts[1]) != 0;
+    return parts.empty() ? std::string() : parts[isCheckedNumber ? 1 : 0];
 }
 
 } // namespace
@@ -89,7 +97,8 @@ std::vector<Setting> settingsOf(const CLI::App &command, const std::string &sect
         const std::string key = keyOf(name);
         const bool isInFile = isOfRoot ? key != "config" : !section.empty();
         setting.key = isInFile ? key : std::string();
-        setting.variable = variableOf(key);
+        // An argument's word may be an option's elsewhere, with another meaning.
+        setting.variable = variableOf(option->nonpositional() ? key : section + '_' + key);
         settings.push_back(setting);
     }
     return settings;
@@ -121,15 +130,15 @@ const CLI::App *givenCommand(const CLI::App &root)
 
 ValueKind valueKind(const CLI::Option &option)
 {
-    static const std::set<std::string> numbers = {"INT", "UINT", "FLOAT", "N", "TIME", "SIZE", "RATE"};
     if (option.get_items_expected_max() == 0)
         return ValueKind::Flag;
-    return numbers.count(typeOf(option)) == 0 ? ValueKind::Text : ValueKind::Number;
+    return numberTypes().count(typeOf(option)) == 0 ? ValueKind::Text : ValueKind::Number;
 }
 
 bool takesSeveral(const CLI::Option &option)
 {
-    return option.get_items_expected_max() > 1;
+    return option.get_items_expected_max() > 1
+        || option.get_multi_option_policy() == CLI::MultiOptionPolicy::TakeAll;
 }
 
 std::string placeholder(const CLI::Option &option)

@@ -168,7 +168,7 @@ void addServeCommand(CLI::App &app, const GlobalOptions &global, int &exitCode)
     command
         ->add_option("--token-file", options->tokenFile,
                      "where the token is; made when missing (default: ~/.config/vesk/token)")
-        ->envname("VESK_TOKEN_FILE");
+        ->type_name("FILE");
     command->add_option("--file-mode", options->fileMode, "mode of received files")->capture_default_str();
     command->add_option("--dir-mode", options->dirMode, "mode of directories that uploads go to")
         ->capture_default_str();

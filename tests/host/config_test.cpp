@@ -88,7 +88,7 @@ TEST_F(ConfigTest, TakesEnvironmentBeforeRemoteBeforeSectionBeforeDefault)
 
 TEST_F(ConfigTest, LetsTheCommandLineBeatEverything)
 {
-    ServerProgram server(m_directory.path("in"));
+    ServerProgram server(m_directory.path("in"), 0, {"--auth", "none"});
     const QString port = QString::number(server.port());
     configure("[client]\nport = 1\n");
     EXPECT_EQ(run({"put", m_file, "127.0.0.1:in"}), unreachable);
@@ -99,7 +99,7 @@ TEST_F(ConfigTest, LetsTheCommandLineBeatEverything)
 
 TEST_F(ConfigTest, TakesAPortInAnAddressForTheCommandLine)
 {
-    ServerProgram server(m_directory.path("in"));
+    ServerProgram server(m_directory.path("in"), 0, {"--auth", "none"});
     configure("[client]\nport = 1\n");
     EXPECT_EQ(run({"put", m_file, server.url("in")}), 0) << m_err.toStdString();
     EXPECT_EQ(run({"ls", server.url("in")}, {"VESK_PORT=2"}), 0) << m_err.toStdString();
@@ -107,7 +107,7 @@ TEST_F(ConfigTest, TakesAPortInAnAddressForTheCommandLine)
 
 TEST_F(ConfigTest, PutsAndListsBelowTheDirectoryOfARemote)
 {
-    ServerProgram server(m_directory.path("in"));
+    ServerProgram server(m_directory.path("in"), 0, {"--auth", "none"});
     configure(QString("[remote.nas]\nhost = \"127.0.0.1\"\nport = %1\nshare = \"in\"\npath = \"a/b\"\n"
                       "[remote.bare]\nhost = \"127.0.0.1\"\nport = %1\n")
                   .arg(server.port()));
@@ -125,7 +125,7 @@ TEST_F(ConfigTest, PutsAndListsBelowTheDirectoryOfARemote)
 
 TEST_F(ConfigTest, TakesASourceThatLooksLikeARemoteForAFile)
 {
-    ServerProgram server(m_directory.path("in"));
+    ServerProgram server(m_directory.path("in"), 0, {"--auth", "none"});
     configure(QString("[remote.nas]\nhost = \"127.0.0.1\"\nport = %1\nshare = \"in\"\n").arg(server.port()));
     ASSERT_TRUE(m_directory.write("home/nas:f", "local"));
     Program program(
@@ -189,7 +189,7 @@ TEST_F(ConfigTest, TurnsAFlagOffAgain)
 
 TEST_F(ConfigTest, LetsAnOptionBeatTheOneItExcludes)
 {
-    ServerProgram server(m_directory.path("in"));
+    ServerProgram server(m_directory.path("in"), 0, {"--auth", "none"});
     configure("[client]\nipv6 = true\n");
     EXPECT_EQ(run({"ls", server.url("in")}), unreachable);
     EXPECT_EQ(run({"ls", server.url("in"), "-4"}), 0) << m_err.toStdString();
@@ -204,7 +204,6 @@ TEST_F(ConfigTest, ServesWhatItsSectionNames)
         << server.err().toStdString();
     configure("");
     EXPECT_EQ(run({"serve"}), usage);
-    EXPECT_THAT(m_err.toStdString(), HasSubstr("DIR is required"));
 }
 
 TEST_F(ConfigTest, WantsANamedFileAndDoesWithoutTheUsualOne)

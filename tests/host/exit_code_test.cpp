@@ -120,6 +120,10 @@ const Row rows[] = {
      [](Scene &scene) {
          return scene.run({"get", scene.url("in/g"), scene.path("out")});
      }},
+    {0, "Answered",
+     [](Scene &scene) {
+         return scene.run({"ping", scene.url("in")});
+     }},
     {0, "Help",
      [](Scene &scene) {
          return scene.run({"put", "--help"});
@@ -159,6 +163,12 @@ const Row rows[] = {
      [](Scene &scene) {
          return scene.run({"ls", "name.invalid:in"});
      }},
+    {4, "UnknownToken",
+     [](Scene &scene) {
+         // Its first start makes a token, which is not the first server's.
+         ServerProgram other(scene.path("in"), 0, {"--token-file", scene.path("token")});
+         return scene.run({"put", scene.path("f"), scene.url("in"), "--token-file", scene.path("token")});
+     }},
     {5, "SourceMissing",
      [](Scene &scene) {
          return scene.run({"put", scene.path("absent"), scene.url("in")});
@@ -180,10 +190,30 @@ const Row rows[] = {
      [](Scene &scene) {
          return scene.run({"put", scene.path("f"), scene.url("nope")});
      }},
+    {4, "RightMissing",
+     [](Scene &scene) {
+         ServerProgram reader(QString(), 0, {"--share", "in=" + scene.path("in") + ":r"});
+         return scene.run({"put", scene.path("f"), reader.url("in")});
+     }},
     {9, "ConnectionLost",
      [](Scene &scene) {
          return scene.runBig({"--retries", "0", "--stall-timeout", "1s"},
                              [&](Program &) { scene.server->program().signal(SIGSTOP); });
+     }},
+    {10, "NothingToDo",
+     [](Scene &scene) {
+         (void)scene.run({"put", scene.path("f"), scene.url("in")}); // the second run is meant
+         return scene.run({"put", "--fail-if-nothing", scene.path("f"), scene.url("in")});
+     }},
+    {11, "LimitReached",
+     [](Scene &scene) {
+         return scene.runBig({"--max-bytes", "40M"}, [](Program &) {});
+     }},
+    {12, "NoTokenWanted",
+     [](Scene &scene) {
+         ServerProgram keeper(scene.path("in"), 0, {"--token-file", scene.path("token")});
+         ServerProgram open(scene.path("in"), 0, {"--auth", "none"});
+         return scene.run({"put", scene.path("f"), open.url("in"), "--token-file", scene.path("token")});
      }},
     {130, "Interrupted",
      [](Scene &scene) { return scene.runBig({}, [](Program &program) { program.signal(SIGINT); }); }},

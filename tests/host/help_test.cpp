@@ -37,7 +37,7 @@ TEST(Help, ListsEachVerb)
 {
     const QStringList found = verbs();
     for (const char *verb :
-         {"serve", "put", "get", "ls", "mkdir", "demo", "config", "completion", "version", "help"})
+         {"serve", "put", "get", "ls", "mkdir", "ping", "demo", "config", "completion", "version", "help"})
         EXPECT_TRUE(found.contains(verb)) << verb;
 }
 
@@ -83,9 +83,10 @@ TEST(Help, NamesTheOptionsThatItDoesNotExplain)
     int count = 0;
     for (auto options = optionLine.globalMatch(ofPut); options.hasNext(); ++count) {
         const QString name = options.next().captured(1);
-        EXPECT_TRUE(shortPage.out().contains(name)) << name.toStdString();
+        const bool isHelp = name.startsWith("--help"); // the way to the full page is named
+        EXPECT_TRUE(isHelp || shortPage.out().contains(name)) << name.toStdString();
     }
-    EXPECT_GE(count, 12);
+    EXPECT_GE(count, 10);
 }
 
 TEST(Help, OfAnUnknownVerbSaysSo)

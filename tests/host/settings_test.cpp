@@ -58,6 +58,7 @@ TEST_F(SettingsTest, TakesArgumentsOfTheServerOnly)
     EXPECT_THAT(settingsOf(*m_put, "client"), IsEmpty());
     ASSERT_EQ(settingsOf(*m_serve, "serve").size(), 1);
     EXPECT_EQ(settingsOf(*m_serve, "serve")[0].key, "dir");
+    EXPECT_EQ(settingsOf(*m_serve, "serve")[0].variable, "VESK_SERVE_DIR");
 }
 
 TEST_F(SettingsTest, TakesAListOnlyForWhatCanBeRepeated)
@@ -69,6 +70,28 @@ TEST_F(SettingsTest, TakesAListOnlyForWhatCanBeRepeated)
     EXPECT_THAT(valuesFromConfig(*many, textValue("a,b")).values, ElementsAre("a,b"));
     EXPECT_FALSE(valuesFromConfig(*one, list).problem.isEmpty());
     EXPECT_FALSE(valuesFromConfig(*many, listOf({list})).problem.isEmpty());
+}
+
+TEST_F(SettingsTest, TakesANumberWhereTheCheckSaysThatItIsOne)
+{
+    CLI::Option *jobs = m_put->add_option("--jobs", m_text)
+                            ->check(CLI::Validator([](std::string &) { return std::string(); }, "N"));
+    ConfigValue number;
+    number.kind = ConfigValue::Kind::Integer;
+    number.text = "4";
+    EXPECT_THAT(valuesFromConfig(*jobs, number).values, ElementsAre("4"));
+    EXPECT_THAT(valuesFromConfig(*jobs, textValue("auto")).values, ElementsAre("auto"));
+    EXPECT_EQ(placeholder(*jobs), "N");
+}
+
+TEST_F(SettingsTest, TakesAListForOneValueAtATime)
+{
+    CLI::Option *share = m_serve->add_option("--share", m_texts)
+                             ->expected(1)
+                             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    const SettingValues taken = valuesFromConfig(*share, listOf({textValue("a=/a"), textValue("b=/b")}));
+    EXPECT_EQ(assign(*share, taken.values), QString());
+    EXPECT_THAT(m_texts, ElementsAre("a=/a", "b=/b"));
 }
 
 TEST_F(SettingsTest, SplitsVariablesOfWhatCanBeRepeatedAtCommas)
