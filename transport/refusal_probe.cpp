@@ -44,6 +44,8 @@ bool RefusalProbe::isRefused(int waitMs)
 
 void RefusalProbe::note(int error)
 {
+    if (m_error != 0)
+        return; // the first says why, those after it that the socket is of no use
     if (error != EAGAIN && error != EWOULDBLOCK && error != ENOBUFS && error != EINTR)
         m_error = error;
 }

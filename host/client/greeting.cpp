@@ -9,7 +9,10 @@ namespace VESK::Host
 std::optional<Welcome> greet(UDTSOCKET socket, const ClientContext &context, const RemoteAddress &remote,
                              GreetingFailure *failure)
 {
-    const Interruption::StopAction onSignal(context.interruption, [socket] { (void)UDT::close(socket); });
+    // What a stopped run has left is discarded over a new connection, which the stop does not concern.
+    std::optional<Interruption::StopAction> onSignal;
+    if (!context.interruption.isSettling())
+        onSignal.emplace(context.interruption, [socket] { (void)UDT::close(socket); });
     Visitor visitor;
     visitor.user = remote.user;
     visitor.host = remote.host;

@@ -15,8 +15,8 @@ struct GreetingFailure {
 };
 
 /// Says hello on a new connection to `remote`, before its first task. Nothing on failure, with the reason in
-/// `failure`; the connection can only be closed then, and an interruption has closed it already. Any thread,
-/// one at a time for an interruption.
+/// `failure`; the connection can only be closed then, and an interruption has closed it already, unless it
+/// came before and what it left is being settled. Any thread.
 std::optional<Welcome> greet(UDTSOCKET socket, const ClientContext &context, const RemoteAddress &remote,
                              GreetingFailure *failure);
 

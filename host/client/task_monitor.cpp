@@ -6,6 +6,7 @@
 
 #include <QtCore/QElapsedTimer>
 
+#include <cerrno>
 #include <chrono>
 
 namespace VESK::Host
@@ -27,6 +28,13 @@ SocketAddress peerOf(UDTSOCKET socket)
     const SocketAddress address = borrowed.peerAddress();
     (void)borrowed.release(); // the socket is the caller's
     return address;
+}
+
+QString refusalText(int systemError)
+{
+    if (systemError == ECONNREFUSED)
+        return QStringLiteral("the server's process has ended");
+    return QStringLiteral("the server cannot be reached: %1").arg(qt_error_string(systemError));
 }
 
 QString stallText(Direction direction, double seconds)
@@ -97,7 +105,7 @@ void TaskMonitor::watch()
             probe.send();
         QString why;
         if (probe.isRefused(0))
-            why = QStringLiteral("the server's process has ended");
+            why = refusalText(probe.systemError());
         else if (idleMs >= static_cast<qint64>(m_task.stallSeconds * 1000))
             why = stallText(reading.direction, m_task.stallSeconds);
         if (why.isEmpty())
