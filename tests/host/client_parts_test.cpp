@@ -81,7 +81,8 @@ QStringList walked(const QString &top, int limit = 1000)
         found.append(entry);
         return found.size() < limit;
     };
-    LocalTree tree({[&](const QString &path) { return note(QStringLiteral("f:") + path); },
+    LocalTree tree({[](const QString &, bool) { return true; },
+                    [&](const QString &path) { return note(QStringLiteral("f:") + path); },
                     [&](const QString &path) { return note(QStringLiteral("d:") + path); },
                     [&](const QString &path, const QString &) { return note(QStringLiteral("s:") + path); }});
     const bool isWhole = tree.walk(top);

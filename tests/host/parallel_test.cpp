@@ -11,6 +11,7 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>

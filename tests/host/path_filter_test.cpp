@@ -11,7 +11,7 @@ using Action = PathFilter::Action;
 
 class PathFilterTest : public testing::Test
 {
-protected:
+public:
     PathFilterTest &exclude(const char *pattern) { return add(Action::Exclude, pattern); }
     PathFilterTest &include(const char *pattern) { return add(Action::Include, pattern); }
 
