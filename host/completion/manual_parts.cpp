@@ -99,8 +99,7 @@ std::string manualOfKeys(const CLI::App &root)
     }
     std::string text;
     for (const std::string &section : order) {
-        text +=
-            section.empty() ? std::string("## At the top of the file\n\n") : "## \\[" + section + "\\]\n\n";
+        text += section.empty() ? std::string("## At the top of the file\n\n") : "## [" + section + "]\n\n";
         text += entries[section];
     }
     return text;
