@@ -17,6 +17,7 @@
 #include "transport/kernel_buffers.h"
 #include "transport/udt_library.h"
 
+#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
 #include <cstdlib>
