@@ -1,5 +1,6 @@
 #include "host/client/client_options.h"
 
+#include "host/congestion_option.h"
 #include "host/duration_option.h"
 #include "host/errors.h"
 #include "host/event_writer.h"
@@ -60,6 +61,7 @@ void addConnectionOptions(CLI::App &command, ClientOptions &options)
         ->check(CLI::Range(576, 65000))
         ->capture_default_str()
         ->group(connectionGroup);
+    addCongestionOption(command, options.congestion)->group(connectionGroup);
     CLI::Option *ipv4 = command.add_flag("-4,--ipv4", options.ipv4, "use IPv4 only")->group(connectionGroup);
     command.add_flag("-6,--ipv6", options.ipv6, "use IPv6 only")->excludes(ipv4)->group(connectionGroup);
     command.add_flag("-q,--quiet", options.quiet, "say nothing but errors")->group(outputGroup);
@@ -91,6 +93,7 @@ ClientSettings clientSettings(const ClientOptions &options)
     if (options.ipv4 != options.ipv6)
         settings.family = options.ipv4 ? AddressFamily::Ipv4 : AddressFamily::Ipv6;
     settings.transport.packetSize = options.packetSize;
+    settings.transport.congestion = options.congestion;
     static const std::map<std::string, QString> modes = {
         {"xxh128", QStringLiteral("xxh128")},
         {"sha256", QStringLiteral("sha256")},

@@ -28,6 +28,7 @@ struct ClientOptions {
     TransferOptions transfer;
     int packetSize = TransportOptions().packetSize;
     VerifyCacheOptions verifyCache;
+    Congestion congestion = TransportOptions().congestion;
     bool recursive = false;
     bool ipv4 = false;
     bool ipv6 = false;

@@ -7,6 +7,7 @@
 #include "host/module_locator.h"
 #include "host/signals.h"
 #include "host/text.h"
+#include "transport/kernel_buffers.h"
 #include "transport/udt_library.h"
 
 #include <QtCore/QFile>
@@ -101,6 +102,18 @@ bool openLog(const ClientOptions &options, LogFile *log, QString *error)
     return false;
 }
 
+// What is said is of use for transfers of some length only, and once is enough.
+void warnOfSmallKernelBuffers(const ClientOptions &options, const TransportOptions &transport,
+                              ProgressDisplay *display)
+{
+    const KernelBufferShortage shortage = kernelBufferShortage(transport);
+    if (!options.quiet && !shortage.command.isEmpty())
+        display->print(
+            QStringLiteral(
+                "warning: the kernel limits UDP buffers to %1, which makes transfers slow; as root: %2\n")
+                .arg(bytesText(shortage.limit), shortage.command));
+}
+
 } // namespace
 
 int runClient(const QString &verb, const ClientOptions &options, const GlobalOptions &global,
@@ -141,6 +154,8 @@ int runClient(const QString &verb, const ClientOptions &options, const GlobalOpt
     };
     const SignalWatcher watcher(SignalActions{end, [&] { display.printStatus(); },
                                               [&](const auto &sleep) { display.suspend(sleep); }});
+    if (verb == QLatin1String("put") || verb == QLatin1String("get"))
+        warnOfSmallKernelBuffers(options, settings.transport, &display);
     const ExitCode exitCode = work({*module, settings, display, interruption, meter});
     return number(exitCode);
 }

@@ -1,5 +1,6 @@
 #include "host/server/serve_command.h"
 
+#include "host/congestion_option.h"
 #include "host/errors.h"
 #include "host/hello/server_hello.h"
 #include "host/hello/token_file.h"
@@ -13,6 +14,7 @@
 #include "host/signals.h"
 #include "host/text.h"
 #include "host/verify_cache/verify_cache_options.h"
+#include "transport/kernel_buffers.h"
 #include "transport/udt_library.h"
 
 #include <QtCore/QFile>
@@ -29,8 +31,6 @@ namespace VESK::Host
 namespace
 {
 
-constexpr int wantedKernelBuffer = 4 << 20; // bytes; see TransportOptions::udpReceiveBuffer
-
 // For tasks to notice that they are to pause. One that hashes a file does not, and ends with the program: its
 // partial copy is kept, as after any other abrupt end.
 constexpr std::chrono::seconds patienceAtEnd(5);
@@ -41,17 +41,14 @@ int fail(const Failure &failure)
     return number(failure.code);
 }
 
-void warnOfSmallKernelBuffers()
+void warnOfSmallKernelBuffers(const TransportOptions &transport)
 {
-    QFile file(QStringLiteral("/proc/sys/net/core/rmem_max"));
-    if (!file.open(QIODevice::ReadOnly))
-        return;
-    const int limit = file.readAll().trimmed().toInt();
-    if (limit < wantedKernelBuffer)
-        logServer(QStringLiteral("warning"),
-                  QStringLiteral("the kernel limits UDP buffers to %1, which makes transfers slow; "
-                                 "as root: sysctl -w net.core.rmem_max=%2")
-                      .arg(bytesText(limit), QString::number(wantedKernelBuffer)));
+    const KernelBufferShortage shortage = kernelBufferShortage(transport);
+    if (!shortage.command.isEmpty())
+        logServer(
+            QStringLiteral("warning"),
+            QStringLiteral("the kernel limits UDP buffers to %1, which makes transfers slow; as root: %2")
+                .arg(bytesText(shortage.limit), shortage.command));
 }
 
 // The secret that clients have to know. Null without an error when nothing is asked of them.
@@ -89,6 +86,7 @@ int run(const ServeOptions &options, const Module &module, const ServerSettings 
     const UdtLibrary library;
     TransportOptions transport;
     transport.packetSize = options.packetSize;
+    transport.congestion = options.congestion;
     Listener listener(transport);
     QString error;
     if (!listener.open(address, &error))
@@ -96,7 +94,7 @@ int run(const ServeOptions &options, const Module &module, const ServerSettings 
                      QStringLiteral("cannot listen on %1: %2").arg(address.text(), error),
                      {QStringLiteral("Is another server running there? --listen chooses another port.")}});
 
-    warnOfSmallKernelBuffers();
+    warnOfSmallKernelBuffers(transport);
     const InstalledVerifyCache cache(
         options.verifyCache, [](const QString &sentence) { logServer(QStringLiteral("warning"), sentence); });
     HelloTerms terms;
@@ -178,6 +176,7 @@ void addServeCommand(CLI::App &app, const GlobalOptions &global, int &exitCode)
     command->add_option("--mtu", options->packetSize, "packet size in bytes")
         ->check(CLI::Range(576, 65000))
         ->capture_default_str();
+    addCongestionOption(*command, options->congestion);
     addVerifyCacheOptions(*command, options->verifyCache);
     command->add_flag("-v,--verbose", options->verbose, "log connections and details too");
     command->callback([options, &global, &exitCode] { exitCode = serve(*options, global); });

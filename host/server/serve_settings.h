@@ -4,6 +4,7 @@
 #include "host/server/server_settings.h"
 #include "host/verify_cache/verify_cache_options.h"
 #include "transport/socket_address.h"
+#include "transport/udt_socket.h"
 
 #include <optional>
 #include <string>
@@ -25,6 +26,7 @@ struct ServeOptions {
     VerifyCacheOptions verifyCache;
     int maxConnections = ServerSettings().maxConnections;
     int packetSize = 0; ///< bytes
+    Congestion congestion = Congestion::Vesk;
     bool verbose = false;
 };
 

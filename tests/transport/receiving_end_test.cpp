@@ -25,7 +25,7 @@ TEST(AReceivingEnd, TellsTheSenderOfTheFirstPacketAtOnce)
     EXPECT_FALSE(end.isFeedbackDue(start + 100));
 }
 
-TEST(AReceivingEnd, TellsItEveryFewMillisecondsAndEvery64Packets)
+TEST(AReceivingEnd, TellsItEveryFewMillisecondsAndEvery128Packets)
 {
     ReceivingEnd end(0);
     end.onArrival(0, start, rtt);
@@ -35,11 +35,11 @@ TEST(AReceivingEnd, TellsItEveryFewMillisecondsAndEvery64Packets)
     end.onArrival(2, start + 3000, rtt);
     EXPECT_TRUE(end.isFeedbackDue(start + 3000));
     (void)end.feedback(start + 3000);
-    for (Sequence sequence = 3; sequence < 66; ++sequence) {
+    for (Sequence sequence = 3; sequence < 130; ++sequence) {
         end.onArrival(sequence, start + 3001, rtt);
         EXPECT_FALSE(end.isFeedbackDue(start + 3001)) << sequence;
     }
-    end.onArrival(66, start + 3001, rtt);
+    end.onArrival(130, start + 3001, rtt);
     EXPECT_TRUE(end.isFeedbackDue(start + 3001));
 }
 

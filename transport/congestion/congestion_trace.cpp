@@ -55,11 +55,12 @@ void CongestionTrace::write(const void *connection, const SendingEnd &sender, Ti
     m_last = now;
     m_lastConnection = connection;
     const RateModel &model = sender.model();
-    (void)std::fprintf(m_file, "%.4f %p %s %.0f %.0f %.3f %.3f %d %d %llu\n",
+    (void)std::fprintf(m_file, "%.4f %p %s %.0f %.0f %.3f %.3f %d %d %llu %.3f\n",
                        static_cast<double>(now - m_first) * 1e-6, connection, nameOf(model.state()),
                        model.deliveryRate(), model.pacingRate(), static_cast<double>(model.rttUs()) * 1e-3,
                        static_cast<double>(model.minRttUs()) * 1e-3, sender.inFlight(), model.window(),
-                       static_cast<unsigned long long>(sender.lost()));
+                       static_cast<unsigned long long>(sender.lost()),
+                       static_cast<double>(model.queueUs()) * 1e-3);
 }
 
 } // namespace VESK

@@ -11,7 +11,8 @@ namespace VESK
 /// Writes what congestion controls see and do to the file that the environment variable
 /// VESK_CONGESTION_TRACE names, a line per feedback and not more than one per 10 ms: time in seconds,
 /// connection, state, delivery rate and pacing rate in packets per second, round-trip time and its minimum in
-/// ms, packets in flight, window, packets lost in total. Without the variable it does nothing. Any thread.
+/// ms, packets in flight, window, packets lost in total, time in the
+/// queue in ms. Without the variable it does nothing. Any thread.
 class CongestionTrace
 {
 public:

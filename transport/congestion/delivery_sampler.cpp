@@ -76,6 +76,17 @@ void DeliverySampler::countArrivals(const Feedback &feedback, TimeUs now)
     m_deliveredAtUs = now;
 }
 
+void DeliverySampler::measureDelay(const Feedback &feedback, TimeUs sentUs, DeliverySample *sample)
+{
+    const std::uint32_t delay = feedback.clockUs - feedback.heldUs - static_cast<std::uint32_t>(sentUs);
+    if (!m_hasDelayBase)
+        m_delayBase = delay;
+    sample->isFirstDelay = !m_hasDelayBase;
+    sample->hasDelay = true;
+    sample->delayUs = static_cast<std::int32_t>(delay - m_delayBase);
+    m_hasDelayBase = true;
+}
+
 bool DeliverySampler::onFeedback(const Feedback &feedback, TimeUs now, DeliverySample *sample)
 {
     if (!isPossible(feedback))
@@ -101,6 +112,7 @@ bool DeliverySampler::onFeedback(const Feedback &feedback, TimeUs now, DeliveryS
         return true;
     m_firstSentUs = newest->sentUs;
     m_newestDeliveredSentUs = newest->sentUs;
+    measureDelay(feedback, newest->sentUs, sample);
     const TimeUs rtt = now - newest->sentUs - static_cast<TimeUs>(feedback.heldUs);
     if (rtt > 0)
         sample->rttUs = rtt;

@@ -11,6 +11,11 @@ struct DeliverySample {
     double rate = 0; ///< packets per second that arrived; 0 when it cannot be told
     TimeUs rttUs = 0; ///< 0 when it cannot be told
     TimeUs clockUs = 0; ///< the receiver's clock
+    /// From sending to arrival, by both ends' clocks, less the first such time: only its changes mean
+    /// something. What delays the way back is not in it.
+    TimeUs delayUs = 0;
+    bool hasDelay = false;
+    bool isFirstDelay = false; ///< those before were by other clocks
     std::uint64_t delivered = 0; ///< packets known to have arrived, in total
     std::uint64_t deliveredBefore = 0; ///< the same when the newest of them was sent
     bool isAppLimited = false; ///< there was not enough to send: the line can do more
@@ -39,7 +44,11 @@ public:
     bool onFeedback(const Feedback &feedback, TimeUs now, DeliverySample *sample);
 
     /// What follows counts time on another clock of the receiver's.
-    void changeClock() { m_isRestart = true; }
+    void changeClock()
+    {
+        m_isRestart = true;
+        m_hasDelayBase = false;
+    }
 
     /// When the newest packet of those that have arrived was sent; 0 before there is one.
     TimeUs newestDeliveredSentUs() const { return m_newestDeliveredSentUs; }
@@ -52,6 +61,7 @@ public:
 
 private:
     bool isPossible(const Feedback &feedback) const;
+    void measureDelay(const Feedback &feedback, TimeUs sentUs, DeliverySample *sample);
     void countArrivals(const Feedback &feedback, TimeUs now);
 
     SentPackets m_sent;
@@ -61,6 +71,8 @@ private:
     TimeUs m_deliveredAtUs = 0;
     TimeUs m_deliveredClockUs = 0; // advances as the receiver's clock does
     bool m_isRestart = true; // nothing was under way: the next step is taken from this end's clock
+    std::uint32_t m_delayBase = 0; // microseconds, modulo 2^32
+    bool m_hasDelayBase = false;
     std::uint32_t m_received = 0; // of the last feedback
     std::uint32_t m_clockUs = 0; // of the last feedback
     TimeUs m_firstSentUs = 0;

@@ -16,6 +16,7 @@ constexpr double firstRate = 32000; // packets per second
 constexpr int firstWindow = 64; // packets
 constexpr std::uint64_t trainPackets = 48; // fewer, since some may be lost
 constexpr double trainShare = 0.75;
+constexpr double knownLineGain = 1.4;
 constexpr int secondWindow = 1024; // packets
 constexpr int minWindow = 8; // packets
 constexpr double minRate = 10; // packets per second
@@ -39,6 +40,7 @@ constexpr TimeUs minPhase = 5000; // feedback comes every 3 ms
 constexpr double windowGain = 2;
 
 constexpr double maxProbeLoss = 0.05;
+constexpr int overrunsOfSlowerLine = 3;
 
 constexpr TimeUs queueNoise = 3000; // round-trip times vary by so much without a queue
 constexpr TimeUs minMoment = 5000;
@@ -52,7 +54,17 @@ constexpr double shareWindowGain = 1.25; // the pace does it; the window is ther
 constexpr int roundsUntilShare = 3;
 constexpr std::int64_t lineRateMemory = 30000000;
 
-constexpr TimeUs minRttMemory = 10000000;
+// A round-trip time as short as this has no line in it: threads of one machine, which wait for each other
+// best without a pace. The window fits into a UDP buffer of 4 MB; where that is smaller, losses bring the
+// pace back.
+constexpr TimeUs sameMachineRtt = 100;
+constexpr double sameMachineLoss = 0.001;
+constexpr double sameMachineRate = 500000; // packets per second
+constexpr int sameMachineWindow = 1000; // packets
+
+constexpr TimeUs emptyQueue = 1000;
+constexpr TimeUs maxWithoutLook = 10000000; // at the empty line
+constexpr TimeUs minDelayMemory = 15000000; // clocks drift
 constexpr TimeUs rttProbeTime = 200000;
 constexpr double rttProbeGain = 0.5;
 
@@ -63,6 +75,7 @@ constexpr TimeUs feedbackDelay = 4000;
 
 RateModel::RateModel()
     : m_rate(rateRounds)
+    , m_minDelay(minDelayMemory)
     , m_lineRate(lineRateMemory)
     , m_gain(startupGain)
 {
@@ -71,7 +84,7 @@ RateModel::RateModel()
 void RateModel::onSample(const DeliverySample &sample, TimeUs now, int inFlight, std::uint64_t lost)
 {
     m_isSilent = false;
-    updateRtt(sample.rttUs, now);
+    updateRtt(sample, now);
     updateArrivalRate(sample);
     updateRound(sample, now, lost);
     m_roundRate = std::max(m_roundRate, sample.rate);
@@ -96,18 +109,27 @@ void RateModel::onSilence()
     m_isSilent = true;
 }
 
-void RateModel::updateRtt(TimeUs rtt, TimeUs now)
+void RateModel::updateRtt(const DeliverySample &sample, TimeUs now)
 {
-    if (rtt <= 0)
+    const TimeUs rtt = sample.rttUs;
+    if (rtt <= 0 || !sample.hasDelay)
         return;
     m_smoothedRtt = m_smoothedRtt == 0 ? rtt : m_smoothedRtt + (rtt - m_smoothedRtt) / 8;
-    m_roundRttSum += rtt;
-    ++m_roundRtts;
-    m_latestRtt = m_latestRtt == 0 ? rtt : m_latestRtt + (rtt - m_latestRtt) / 2;
     if (m_minRtt == 0 || rtt < m_minRtt)
         m_minRtt = rtt;
-    if (rtt <= m_minRtt + m_minRtt / 64)
-        m_minRttSeen = now;
+
+    const auto delay = static_cast<double>(sample.delayUs);
+    if (sample.isFirstDelay)
+        m_minDelay.reset(-delay, now);
+    m_minDelay.add(-delay, now);
+    const auto queue = static_cast<TimeUs>(delay + m_minDelay.value());
+    m_smoothedQueue += (queue - m_smoothedQueue) / 8;
+    m_latestQueue += (queue - m_latestQueue) / 2;
+    m_roundMinQueue = m_roundMinQueue < 0 ? queue : std::min(m_roundMinQueue, queue);
+    if (queue <= m_minRtt / 64 + emptyQueue) {
+        m_emptySeen = now;
+        m_minRtt += (rtt - m_minRtt) / 256; // the way may have become longer
+    }
 }
 
 void RateModel::updateArrivalRate(const DeliverySample &sample)
@@ -147,14 +169,17 @@ void RateModel::endRound(const DeliverySample &sample, TimeUs now, std::uint64_t
     m_lossRatio = missed > 0 ? missed / (missed + arrived) : 0;
     m_deliveredAtRound = sample.delivered;
     m_lostAtRound = lost;
-    m_roundQueue =
-        m_roundRtts > 0 ? std::max<TimeUs>(0, m_roundRttSum / m_roundRtts - m_minRtt) : m_roundQueue;
-    m_roundRttSum = 0;
-    m_roundRtts = 0;
+    // Its shortest time: the longer ones may be those that the threads of both ends had to wait for.
+    m_standingQueue = m_roundMinQueue < 0 ? m_standingQueue : m_roundMinQueue;
+    m_roundMinQueue = -1;
     // A queue and many losses: the line does less than it did, and what it did counts no longer. Losses
-    // alone do not mean that.
-    if (m_state != State::Startup && m_lossRatio > maxProbeLoss && hasQueue() && m_roundRate > 0) {
+    // alone do not mean that. Others who overflow the queue do so now and then, not round by round.
+    const bool isOverrun =
+        m_state != State::Startup && m_lossRatio > maxProbeLoss && hasQueue() && m_roundRate > 0;
+    m_overruns = isOverrun ? m_overruns + 1 : 0;
+    if (isOverrun)
         m_rate.reset(m_roundRate, m_round);
+    if (m_overruns >= overrunsOfSlowerLine) {
         m_lineRate.reset(m_roundRate, now);
         m_trainRate = std::min(m_trainRate, m_roundRate);
         m_queueRounds = 0;
@@ -164,7 +189,7 @@ void RateModel::endRound(const DeliverySample &sample, TimeUs now, std::uint64_t
 
 bool RateModel::hasQueue() const
 {
-    return m_latestRtt > m_minRtt + m_minRtt / 8 + queueNoise;
+    return m_latestQueue > m_minRtt / 8 + queueNoise;
 }
 
 void RateModel::checkQueue()
@@ -243,7 +268,7 @@ void RateModel::checkShare(TimeUs now, int inFlight)
         // In the other phases the queue may be of this connection's making.
         if (m_phase <= downPhase + 1)
             return;
-        m_queueRounds = m_roundQueue < queueNoise ? 0 : m_queueRounds + 1;
+        m_queueRounds = m_standingQueue < queueNoise ? 0 : m_queueRounds + 1;
         if (m_queueRounds < roundsUntilShare)
             return;
         m_state = State::Share;
@@ -251,12 +276,12 @@ void RateModel::checkShare(TimeUs now, int inFlight)
     }
     if (m_state != State::Share)
         return;
-    if (m_roundQueue < queueNoise / 2) {
+    if (m_standingQueue < queueNoise / 2) {
         enterProbe(now, upPhase);
         return;
     }
     const auto unqueued = static_cast<double>(m_minRtt + feedbackDelay / 2);
-    const double rtt = unqueued + static_cast<double>(m_roundQueue);
+    const double rtt = unqueued + static_cast<double>(m_standingQueue);
     const double packets = std::max(sharePackets, lineRate() * shareSeconds);
     m_shareWindow += shareStep * (m_shareWindow * unqueued / rtt + packets - m_shareWindow);
     m_shareWindow = std::max(m_shareWindow, minShare * lineRate() * rtt * 1e-6);
@@ -286,51 +311,64 @@ void RateModel::checkCycle(TimeUs now, int inFlight)
 void RateModel::checkRttProbe(TimeUs now, int inFlight)
 {
     if (m_state != State::RttProbe) {
-        if (m_state == State::Startup || m_minRtt == 0 || now - m_minRttSeen <= minRttMemory)
+        if (m_state == State::Startup || m_minRtt == 0 || now - m_emptySeen <= maxWithoutLook)
             return;
         m_state = State::RttProbe;
         m_gain = 1;
         m_rttProbeEnd = 0;
-        m_minRtt = m_smoothedRtt;
     }
     if (m_rttProbeEnd == 0 && inFlight <= window())
         m_rttProbeEnd = now + rttProbeTime;
     if (m_rttProbeEnd == 0 || now < m_rttProbeEnd)
         return;
-    m_minRttSeen = now;
+    m_emptySeen = now;
     enterProbe(now, laterPhase(now));
 }
 
 double RateModel::target(double gain) const
 {
-    const auto seconds = static_cast<double>(m_minRtt + feedbackDelay) * 1e-6;
+    // What the way back holds up is under way, too, and no fault of the queue before the line.
+    const TimeUs way = std::clamp(m_smoothedRtt - m_smoothedQueue, m_minRtt, 2 * m_minRtt);
+    const auto seconds = static_cast<double>(way + feedbackDelay) * 1e-6;
     return gain * m_rate.value() * seconds;
+}
+
+bool RateModel::isUnpaced() const
+{
+    return m_minRtt > 0 && m_minRtt < sameMachineRtt && m_lossRatio < sameMachineLoss && !m_isSilent;
 }
 
 double RateModel::pacingRate() const
 {
+    if (isUnpaced())
+        return sameMachineRate;
     if (m_rate.value() <= 0)
         return firstRate;
     if (m_isSilent)
         return std::max(m_rate.value() / 4, minRate);
     if (m_state == State::Share)
-        return std::max(m_shareWindow * 1e6 / static_cast<double>(m_latestRtt + feedbackDelay / 2), minRate);
+        return std::max(m_shareWindow * 1e6
+                            / static_cast<double>(m_minRtt + std::min(m_latestQueue, 2 * m_standingQueue)
+                                                  + feedbackDelay / 2),
+                        minRate);
     const double rate = std::max(m_rate.value() * m_gain, minRate);
     return m_state == State::Startup ? startupRate(rate) : rate;
 }
 
 double RateModel::startupRate(double rate) const
 {
-    // A train that arrived more slowly than it was sent has met the line's limit.
-    const bool isLimitKnown =
-        m_trainRate > 0 && m_trainRate < firstRate * 0.9 && m_rate.value() < m_trainRate;
-    if (isLimitKnown)
-        rate = std::min(rate, m_trainRate * cycle[upPhase]);
+    // A train that arrived more slowly than it was sent has met the line's limit, or something near it.
+    if (m_trainRate > 0 && m_trainRate < firstRate * trainShare) {
+        const bool isExceeded = m_rate.value() > m_trainRate * growth;
+        rate = std::min(rate, isExceeded ? m_rate.value() * 2 : m_trainRate * knownLineGain);
+    }
     return std::max(rate, m_trainRate * trainShare);
 }
 
 int RateModel::window() const
 {
+    if (isUnpaced())
+        return std::max(sameMachineWindow, static_cast<int>(target(windowGain)));
     if (m_rate.value() <= 0)
         return firstWindow;
     if (m_state == State::RttProbe)
@@ -340,8 +378,10 @@ int RateModel::window() const
         return std::max({firstWindow, std::min(secondWindow, static_cast<int>(train)),
                          static_cast<int>(target(startupGain))});
     }
-    if (m_state == State::Share)
-        return std::max(minWindow, static_cast<int>(m_shareWindow * shareWindowGain + sharePackets));
+    if (m_state == State::Share) {
+        const double way = static_cast<double>(m_smoothedRtt + feedbackDelay) * 1e-6;
+        return std::max(minWindow, static_cast<int>(pacingRate() * way * shareWindowGain + sharePackets));
+    }
     return std::max(minWindow, static_cast<int>(target(windowGain)));
 }
 

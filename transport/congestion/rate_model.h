@@ -35,10 +35,11 @@ public:
     double deliveryRate() const { return m_rate.value(); } ///< packets per second
     TimeUs minRttUs() const { return m_minRtt; } ///< 0 before it is known
     TimeUs rttUs() const { return m_smoothedRtt; } ///< 0 before it is known
+    TimeUs queueUs() const { return m_latestQueue; } ///< time in the queue before the line
     double lossRatio() const { return m_lossRatio; } ///< of the last round
 
 private:
-    void updateRtt(TimeUs rtt, TimeUs now);
+    void updateRtt(const DeliverySample &sample, TimeUs now);
     void updateArrivalRate(const DeliverySample &sample);
     void leaveStartup();
     void restart();
@@ -53,6 +54,7 @@ private:
     void enterProbe(TimeUs now, int phase);
     int laterPhase(TimeUs now) const;
     double lineRate() const;
+    bool isUnpaced() const;
     double target(double gain) const;
     double startupRate(double rate) const;
     bool hasQueue() const;
@@ -60,12 +62,13 @@ private:
     State m_state = State::Startup;
     WindowedMax m_rate; // by rounds
     TimeUs m_minRtt = 0;
-    TimeUs m_minRttSeen = 0; // when
+    TimeUs m_emptySeen = 0; // when the line was seen without a queue
     TimeUs m_smoothedRtt = 0;
-    TimeUs m_roundRttSum = 0;
-    int m_roundRtts = 0;
-    TimeUs m_roundQueue = 0; // average of the last round
-    TimeUs m_latestRtt = 0; // smoothed over a few feedbacks only
+    WindowedMax m_minDelay; // of -delay, by time
+    TimeUs m_smoothedQueue = 0; // time in the queue before the line
+    TimeUs m_roundMinQueue = -1; // of the round that runs; -1 before it is known
+    TimeUs m_standingQueue = 0; // of the last round
+    TimeUs m_latestQueue = 0; // smoothed over a few feedbacks only
 
     double m_arrivalRate = 0; // of the last moment, packets per second
     TimeUs m_momentStart = 0; // on the receiver's clock
@@ -79,6 +82,8 @@ private:
     std::uint64_t m_lostAtRound = 0;
     double m_lossRatio = 0;
     double m_roundRate = 0; // best of the round that runs
+
+    int m_overruns = 0; // rounds, one after another, of a queue and many losses
 
     double m_fullRate = 0;
     int m_roundsWithoutGrowth = 0;

@@ -12,7 +12,7 @@ namespace
 // Often enough to follow a queue of some milliseconds, and 0.1 Mbit/s at most.
 constexpr TimeUs feedbackInterval = 3000;
 // At gigabits a queue fills within a fraction of that.
-constexpr std::uint32_t feedbackPackets = 64;
+constexpr std::uint32_t feedbackPackets = 128;
 constexpr TimeUs lossReportInterval = 4000;
 
 // What fits into the smallest packet that is agreed on.
