@@ -91,7 +91,9 @@ void Program::kill()
 
 void Program::signal(int number)
 {
-    ::kill(static_cast<pid_t>(m_process.processId()), number);
+    const auto id = static_cast<pid_t>(m_process.processId());
+    ASSERT_GT(id, 0) << "the program has ended already"; // 0 would mean this test's whole group
+    ::kill(id, number);
 }
 
 void Program::collect()
