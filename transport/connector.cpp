@@ -6,6 +6,8 @@
 #include <QtCore/QElapsedTimer>
 
 #include <cerrno>
+#include <chrono>
+#include <thread>
 
 namespace VESK
 {
@@ -16,6 +18,9 @@ namespace
 // On this machine and in the same building a refusal comes within this time; waiting longer would make
 // every good connection slow. A later one is still seen when UDT has given up.
 constexpr int refusalWaitMs = 20;
+
+constexpr int answerLimitMs = 3500; // the library gives up after 3 s
+constexpr std::chrono::milliseconds lookInterval{2};
 
 constexpr int noAnswerCode = 1001; // of UDT: nobody answered in time
 constexpr int rejectedCode = 1002; // of UDT: turned away
@@ -57,14 +62,36 @@ bool Connector::bindToKeptPort(const UdtSocket &socket, int family, QString *err
     return UDT::bind(socket.id(), local.data(), static_cast<int>(local.size())) != UDT::ERROR;
 }
 
+// Threads that wait inside the library on one port take each other's wake-ups, and then sleep for up to a
+// second. So one at a time waits there; the others leave it to the library's own thread, and look.
+bool Connector::connectSocket(UDTSOCKET socket, const SocketAddress &address)
+{
+    const int size = static_cast<int>(address.size());
+    const std::unique_lock<std::mutex> turn(m_waitMutex, std::try_to_lock);
+    if (turn.owns_lock())
+        return UDT::connect(socket, address.data(), size) != UDT::ERROR;
+    setBlocking(socket, false);
+    if (UDT::connect(socket, address.data(), size) == UDT::ERROR)
+        return false;
+    QElapsedTimer timer;
+    timer.start();
+    while (UDT::getsockstate(socket) == CONNECTING && timer.elapsed() < answerLimitMs)
+        std::this_thread::sleep_for(lookInterval);
+    setBlocking(socket, true);
+    return UDT::getsockstate(socket) == CONNECTED;
+}
+
 UdtSocket Connector::tryOnce(const SocketAddress &address, int *errorCode, QString *errorText)
 {
     UdtSocket socket = UdtSocket::create(address.family(), m_options);
     QString portError;
     const bool isReady = socket.isValid() && bindToKeptPort(socket, address.family(), &portError);
-    if (isReady && UDT::connect(socket.id(), address.data(), static_cast<int>(address.size())) != UDT::ERROR)
+    UDT::getlasterror().clear();
+    if (isReady && connectSocket(socket.id(), address))
         return socket;
     *errorCode = portError.isEmpty() ? UDT::getlasterror().getErrorCode() : 0;
+    if (isReady && *errorCode == 0)
+        *errorCode = noAnswerCode; // nobody waited for the reason
     *errorText = portError.isEmpty() ? QString::fromLocal8Bit(UDT::getlasterror().getErrorMessage()).trimmed()
                                      : portError;
     return UdtSocket();

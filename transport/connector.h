@@ -42,9 +42,11 @@ public:
 
 private:
     bool bindToKeptPort(const UdtSocket &socket, int family, QString *error);
+    bool connectSocket(UDTSOCKET socket, const SocketAddress &address);
     UdtSocket tryOnce(const SocketAddress &address, int *errorCode, QString *errorText);
 
     const TransportOptions m_options;
+    std::mutex m_waitMutex; // held by the thread that waits inside the library
     std::mutex m_portMutex; // guards m_keptPorts
     std::map<int, UdtSocket> m_keptPorts; // by address family; bound once, never changed
 };

@@ -98,6 +98,12 @@ void setLinger(UDTSOCKET socket, int seconds)
     (void)setOption(socket, UDT_LINGER, value); // a socket that is gone needs none
 }
 
+void setBlocking(UDTSOCKET socket, bool isBlocking)
+{
+    (void)setOption(socket, UDT_RCVSYN, isBlocking); // as above
+    (void)setOption(socket, UDT_SNDSYN, isBlocking);
+}
+
 void setReceiveLimit(UDTSOCKET socket, int milliseconds)
 {
     (void)setOption(socket, UDT_RCVTIMEO, milliseconds); // as above

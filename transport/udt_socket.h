@@ -67,6 +67,9 @@ private:
 /// no bulk call runs: setting an option would wait for that.
 void setLinger(UDTSOCKET socket, int seconds);
 
+/// Do calls on the socket, `UDT::connect` included, wait for their end? New ones do. As above.
+void setBlocking(UDTSOCKET socket, bool isBlocking);
+
 /// How long a `UDT::recv` may wait, in milliseconds. For a socket on which no bulk call runs, as above.
 void setReceiveLimit(UDTSOCKET socket, int milliseconds);
 

@@ -11,7 +11,6 @@
 
 #include <QtCore/QFileInfo>
 
-#include <atomic>
 #include <mutex>
 #include <optional>
 
@@ -124,12 +123,12 @@ TaskOutcome TaskRunner::run(const TaskJob &job, UDTSOCKET socket)
     setRateLimit(socket, job.rateLimit);
     const QString partial = job.operation == Operation::Download ? temporaryPath(job.localPath()) : QString();
     RunMeter::Share moved(m_context.meter);
-    std::atomic<qint64> begin{-1}; // as far as the readings tell
     const auto read = [&] {
         const CounterReading reading = readTask(job, counters, socket, partial);
-        qint64 unknown = -1;
-        if (reading.done >= 0 && !begin.compare_exchange_strong(unknown, reading.done))
-            moved.raiseTo(reading.done - reading.unsent - begin);
+        // Not the first reading: by then the transport may have taken over much of the file.
+        const QString begin = handler->getParam(QStringLiteral("transferBeginSize"));
+        if (reading.done >= 0 && !begin.isEmpty())
+            moved.raiseTo(reading.done - reading.unsent - begin.toLongLong());
         return reading;
     };
 
