@@ -8,6 +8,8 @@
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QThread>
 
+#include <gtest/gtest.h>
+
 #include <csignal>
 
 namespace VESK::Test
