@@ -28,19 +28,33 @@ TEST(AReceivingEnd, TellsTheSenderOfTheFirstPacketAtOnce)
 TEST(AReceivingEnd, TellsItEveryFewMillisecondsAndEvery128Packets)
 {
     ReceivingEnd end(0);
-    end.onArrival(0, start, rtt);
+    for (Sequence sequence = 0; sequence < 100; ++sequence)
+        end.onArrival(sequence, start, rtt);
     (void)end.feedback(start);
-    end.onArrival(1, start + 2900, rtt);
+    end.onArrival(100, start + 2900, rtt);
     EXPECT_FALSE(end.isFeedbackDue(start + 2900));
-    end.onArrival(2, start + 3000, rtt);
+    end.onArrival(101, start + 3000, rtt);
     EXPECT_TRUE(end.isFeedbackDue(start + 3000));
     (void)end.feedback(start + 3000);
-    for (Sequence sequence = 3; sequence < 130; ++sequence) {
+    for (Sequence sequence = 102; sequence < 229; ++sequence) {
         end.onArrival(sequence, start + 3001, rtt);
         EXPECT_FALSE(end.isFeedbackDue(start + 3001)) << sequence;
     }
-    end.onArrival(130, start + 3001, rtt);
+    end.onArrival(229, start + 3001, rtt);
     EXPECT_TRUE(end.isFeedbackDue(start + 3001));
+}
+
+TEST(AReceivingEnd, TellsItEvery8PacketsOfAShortBurst)
+{
+    ReceivingEnd end(0);
+    end.onArrival(0, start, rtt);
+    (void)end.feedback(start);
+    for (Sequence sequence = 1; sequence < 8; ++sequence) {
+        end.onArrival(sequence, start + 1, rtt);
+        EXPECT_FALSE(end.isFeedbackDue(start + 1)) << sequence;
+    }
+    end.onArrival(8, start + 1, rtt);
+    EXPECT_TRUE(end.isFeedbackDue(start + 1));
 }
 
 TEST(AReceivingEnd, SaysHowLongItHasHeldTheHighestPacket)

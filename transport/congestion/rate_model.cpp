@@ -9,12 +9,12 @@ namespace VESK
 namespace
 {
 
-// Before anything is known: a short train of packets at the rate of a line of 350 Mbit/s. The rate at which
-// it arrives is a first guess at what the line can do; the second round uses part of it, and its window is
-// limited, in case that the guess is wrong.
+// Before anything is known: a short train of packets, all at once. The rate at which it arrives, up to that
+// of a line of 350 Mbit/s, is a first guess at what the line can do; the second round uses part of it, and
+// its window is limited, in case that the guess is wrong.
+constexpr double unpacedRate = 500000; // packets per second
 constexpr double firstRate = 32000; // packets per second
 constexpr int firstWindow = 64; // packets
-constexpr std::uint64_t trainPackets = 48; // fewer, since some may be lost
 constexpr double trainShare = 0.75;
 constexpr double knownLineGain = 1.4;
 constexpr int secondWindow = 1024; // packets
@@ -43,13 +43,13 @@ constexpr double maxProbeLoss = 0.05;
 constexpr int overrunsOfSlowerLine = 3;
 
 constexpr TimeUs queueNoise = 3000; // round-trip times vary by so much without a queue
-constexpr TimeUs minMoment = 5000;
+constexpr TimeUs minMoment = 12000; // the library may sleep for 10 ms and send what was due then at once
 
 // Beside others a connection keeps so many packets in the queue. When all do, all get the same.
 constexpr double sharePackets = 64;
 constexpr double shareSeconds = 0.004; // or what the line does in this time, where that is more
 constexpr double shareStep = 0.5; // per round, towards that
-constexpr double minShare = 0.35; // of the line: those who would fill any queue do not get it all
+constexpr double minShare = 0.45; // of the line: those who would fill any queue do not get it all
 constexpr double shareWindowGain = 1.25; // the pace does it; the window is there for when that fails
 constexpr int roundsUntilShare = 3;
 constexpr std::int64_t lineRateMemory = 30000000;
@@ -59,7 +59,6 @@ constexpr std::int64_t lineRateMemory = 30000000;
 // pace back.
 constexpr TimeUs sameMachineRtt = 100;
 constexpr double sameMachineLoss = 0.001;
-constexpr double sameMachineRate = 500000; // packets per second
 constexpr int sameMachineWindow = 1000; // packets
 
 constexpr TimeUs emptyQueue = 1000;
@@ -87,6 +86,7 @@ void RateModel::onSample(const DeliverySample &sample, TimeUs now, int inFlight,
     updateRtt(sample, now);
     updateArrivalRate(sample);
     updateRound(sample, now, lost);
+    updateTrain(sample);
     m_roundRate = std::max(m_roundRate, sample.rate);
     if (sample.rate > 0 && (!sample.isAppLimited || sample.rate >= m_rate.value()))
         m_rate.add(sample.rate, m_round);
@@ -123,6 +123,7 @@ void RateModel::updateRtt(const DeliverySample &sample, TimeUs now)
         m_minDelay.reset(-delay, now);
     m_minDelay.add(-delay, now);
     const auto queue = static_cast<TimeUs>(delay + m_minDelay.value());
+    m_sampleQueue = queue;
     m_smoothedQueue += (queue - m_smoothedQueue) / 8;
     m_latestQueue += (queue - m_latestQueue) / 2;
     m_roundMinQueue = m_roundMinQueue < 0 ? queue : std::min(m_roundMinQueue, queue);
@@ -132,22 +133,24 @@ void RateModel::updateRtt(const DeliverySample &sample, TimeUs now)
     }
 }
 
+void RateModel::updateTrain(const DeliverySample &sample)
+{
+    m_isTrainOver = m_isTrainOver || (m_trainRate > 0 && m_isRoundStart);
+    if (m_isTrainOver)
+        return;
+    m_train.add(sample.delivered, sample.clockUs);
+    m_trainRate = std::min(m_train.rate(), firstRate);
+}
+
 void RateModel::updateArrivalRate(const DeliverySample &sample)
 {
     const std::uint64_t arrived = sample.delivered - m_deliveredAtMoment;
     const TimeUs time = sample.clockUs - m_momentStart;
-    if (m_trainRate == 0 && m_round <= 1) {
-        // The clock starts with the first arrival, after one packet.
-        if (m_deliveredAtMoment == 0) {
-            m_deliveredAtMoment = sample.delivered;
-            m_momentStart = sample.clockUs;
-        } else if (arrived >= trainPackets && time > 0) {
-            m_trainRate = std::min(static_cast<double>(arrived) * 1e6 / static_cast<double>(time), firstRate);
-        }
-        return;
-    }
+    m_momentMinQueue = std::min(m_momentMinQueue, m_sampleQueue);
     if (time < std::max(minMoment, m_minRtt / 8))
         return;
+    m_queueOfMoment = m_momentMinQueue;
+    m_momentMinQueue = m_sampleQueue;
     m_arrivalRate = static_cast<double>(arrived) * 1e6 / static_cast<double>(time);
     m_deliveredAtMoment = sample.delivered;
     m_momentStart = sample.clockUs;
@@ -194,9 +197,9 @@ bool RateModel::hasQueue() const
 
 void RateModel::checkQueue()
 {
-    // With a queue before the line, packets arrive at the line's rate, and need not be counted for a round
-    // trip to know it.
-    if (!hasQueue() || m_arrivalRate <= 0)
+    // With a queue before the line that was never empty, packets arrive at the line's rate, and need not be
+    // counted for a round trip to know it.
+    if (!hasQueue() || m_queueOfMoment < queueNoise || m_arrivalRate <= 0)
         return;
     m_rate.add(m_arrivalRate, m_round);
     leaveStartup();
@@ -341,11 +344,12 @@ bool RateModel::isUnpaced() const
 double RateModel::pacingRate() const
 {
     if (isUnpaced())
-        return sameMachineRate;
-    if (m_rate.value() <= 0)
-        return firstRate;
-    if (m_isSilent)
+        return unpacedRate;
+    if (m_isSilent && m_rate.value() > 0)
         return std::max(m_rate.value() / 4, minRate);
+    // Nothing is known, or from a few messages only.
+    if (m_state == State::Startup && m_trainRate <= 0 && !m_isTrainOver)
+        return unpacedRate;
     if (m_state == State::Share)
         return std::max(m_shareWindow * 1e6
                             / static_cast<double>(m_minRtt + std::min(m_latestQueue, 2 * m_standingQueue)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "transport/congestion/delivery_sampler.h"
+#include "transport/congestion/packet_train.h"
 #include "transport/congestion/windowed_filter.h"
 
 namespace VESK
@@ -41,6 +42,7 @@ public:
 private:
     void updateRtt(const DeliverySample &sample, TimeUs now);
     void updateArrivalRate(const DeliverySample &sample);
+    void updateTrain(const DeliverySample &sample);
     void leaveStartup();
     void restart();
     void updateRound(const DeliverySample &sample, TimeUs now, std::uint64_t lost);
@@ -70,10 +72,16 @@ private:
     TimeUs m_standingQueue = 0; // of the last round
     TimeUs m_latestQueue = 0; // smoothed over a few feedbacks only
 
+    TimeUs m_sampleQueue = 0; // the last sample's, not smoothed
+    TimeUs m_momentMinQueue = 0; // of the moment that runs
+    TimeUs m_queueOfMoment = 0; // the shortest of the last moment
     double m_arrivalRate = 0; // of the last moment, packets per second
     TimeUs m_momentStart = 0; // on the receiver's clock
     std::uint64_t m_deliveredAtMoment = 0;
+
+    PacketTrain m_train;
     double m_trainRate = 0; // at which the first packets arrived
+    bool m_isTrainOver = false;
 
     std::int64_t m_round = 0;
     bool m_isRoundStart = false;

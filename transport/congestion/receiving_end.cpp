@@ -13,6 +13,8 @@ namespace
 constexpr TimeUs feedbackInterval = 3000;
 // At gigabits a queue fills within a fraction of that.
 constexpr std::uint32_t feedbackPackets = 128;
+// A short burst may end before the interval does, and the sender waits for word of it.
+constexpr std::uint32_t feedbackPacketsOfBurst = 8;
 constexpr TimeUs lossReportInterval = 4000;
 
 // What fits into the smallest packet that is agreed on.
@@ -83,8 +85,9 @@ bool ReceivingEnd::isFeedbackDue(TimeUs now) const
 {
     if (!m_hasStarted)
         return false;
+    const std::uint32_t packets = m_burst <= shortBurst ? feedbackPacketsOfBurst : feedbackPackets;
     return m_receivedAtFeedback == 0 || now - m_lastFeedback >= feedbackInterval
-        || m_received - m_receivedAtFeedback >= feedbackPackets;
+        || m_received - m_receivedAtFeedback >= packets;
 }
 
 Feedback ReceivingEnd::feedback(TimeUs now)

@@ -14,7 +14,7 @@ namespace
 constexpr int lossReportType = 3;
 constexpr int customType = 0x7FFF;
 
-constexpr int ackTimerMs = 10;
+constexpr int ackTimerUs = 10000;
 
 TimeUs nowUs()
 {
@@ -34,7 +34,7 @@ void VeskCongestionControl::init()
     m_receiver = ReceivingEnd(first);
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_sender = SendingEnd(first);
-    setACKTimer(ackTimerMs);
+    setACKTimer(ackTimerUs);
     update();
 }
 
