@@ -194,6 +194,8 @@ TEST_F(Streams, ReportsWhenThereAreNoDescriptorsLeft)
     // A sanitizer's first look at an object takes descriptors itself, so every kind has been looked at
     // before.
     EXPECT_FALSE(subject.createStream(dir.path("missing"), reading));
+    EXPECT_TRUE(subject.createStream(path, reading));
+    subject.destroyStream();
     const int before = logged().size();
     bool opened = true;
     {
