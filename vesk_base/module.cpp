@@ -3,6 +3,8 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QLibrary>
 
+#include <mutex>
+
 namespace VESK
 {
 
@@ -15,6 +17,9 @@ Module::Module(const QString &path, Create create, Destroy destroy)
 
 std::unique_ptr<Module> Module::load(const QString &path, QString *error)
 {
+    // Qt leaks what it knows of a library when two threads let go of it at once.
+    static std::mutex oneAtATime;
+    const std::lock_guard<std::mutex> lock(oneAtATime);
     // An absolute path keeps the system from searching other directories for the name.
     QLibrary library(QFileInfo(path).absoluteFilePath());
     library.setLoadHints(QLibrary::ResolveAllSymbolsHint | QLibrary::PreventUnloadHint);
