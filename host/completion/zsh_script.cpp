@@ -47,7 +47,7 @@ std::string valuePart(const CompletedOption &option)
     return option.value.empty() ? std::string() : ':' + backslashed(option.value, ":") + ':' + action(option);
 }
 
-// One specification a name: of names that exclude each other, unless the option can be repeated.
+// One argument of _arguments a name: of names that exclude each other, unless the option can be repeated.
 std::string optionLines(const CompletedOption &option)
 {
     std::string lines;
