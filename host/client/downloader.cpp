@@ -63,18 +63,11 @@ TransferSummary Downloader::download(const std::vector<RemoteAddress> &sources)
 
 void Downloader::downloadNames(const RemoteAddress &source)
 {
-    while (m_run.mayGoOn()) {
-        const std::optional<NameList::Name> name = m_selection.names->next();
-        if (!name)
-            break;
-        if (!name->flaw.isEmpty()) {
-            m_run.report().addSkipped(name->shown, name->flaw);
-            continue;
-        }
+    while (const std::optional<NameList::Name> name = m_run.nextOf(*m_selection.names)) {
         if (!takes(m_selection, name->path, false))
             continue;
         m_context.display.addKnown(1, -1);
-        TaskJob job = newJob(source, Operation::Download);
+        TaskJob job = newJob(source);
         job.subPath = directoryPart(name->path);
         job.fileName = lastPart(name->path);
         job.localDirectory =
@@ -82,16 +75,11 @@ void Downloader::downloadNames(const RemoteAddress &source)
         job.shownName = name->shown;
         run(job);
     }
-    if (m_selection.names->error() != 0)
-        m_run.report().addFailure({ExitCode::LocalFile,
-                                   QStringLiteral("cannot read the list of names: %1")
-                                       .arg(qt_error_string(m_selection.names->error())),
-                                   {}});
 }
 
 void Downloader::downloadFile(const RemoteAddress &source)
 {
-    TaskJob job = newJob(source, Operation::Download);
+    TaskJob job = newJob(source);
     job.rootPath = directoryPart(source.path);
     job.fileName = lastPart(source.path);
     job.localDirectory = m_directory;
@@ -124,9 +112,7 @@ void Downloader::downloadTree(const RemoteAddress &source)
 // False when there is no complete listing; `end` then says why.
 bool Downloader::list(const RemoteAddress &source, TaskEnd *end)
 {
-    TaskJob job = newJob(source, Operation::List);
-    job.shownName = source.path.isEmpty() ? escaped(source.share)
-                                          : escaped(source.share + QLatin1Char('/') + source.path);
+    TaskJob job = listingOf(source);
     job.takeBatch = [this](const ParamMap &batch) { return takeBatch(batch); };
     job.mayRepeat = [this] {
         m_listed = 0;
@@ -179,12 +165,10 @@ bool Downloader::takeBatch(const ParamMap &batch)
 
 void Downloader::takeEntries(const RemoteAddress &source, const QString &top)
 {
-    m_count = 0;
     while (m_run.mayGoOn()) {
         const std::optional<NameSpool::Entry> entry = m_spool.next();
         if (!entry)
             return;
-        ++m_count;
         if (entry->kind == NameSpool::Kind::File)
             takeFile(source, top, entry->path);
         else
@@ -194,12 +178,11 @@ void Downloader::takeEntries(const RemoteAddress &source, const QString &top)
 
 void Downloader::takeFile(const RemoteAddress &source, const QString &top, const QString &path)
 {
-    TaskJob job = newJob(source, Operation::Download);
+    TaskJob job = newJob(source);
     job.subPath = directoryPart(path);
     job.fileName = lastPart(path);
     job.localDirectory = job.subPath.isEmpty() ? top : top + QLatin1Char('/') + job.subPath;
     job.shownName = escaped(path);
-    job.place = QStringLiteral("[%1/%2] ").arg(QString::number(m_count), QString::number(m_spool.entries()));
     run(job);
 }
 
@@ -235,10 +218,10 @@ bool Downloader::makeDirectory(const QString &path)
     return false;
 }
 
-TaskJob Downloader::newJob(const RemoteAddress &source, Operation operation) const
+TaskJob Downloader::newJob(const RemoteAddress &source) const
 {
     TaskJob job;
-    job.operation = operation;
+    job.operation = Operation::Download;
     job.share = source.share;
     job.rootPath = source.path;
     job.userName = source.user;

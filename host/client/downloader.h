@@ -32,7 +32,7 @@ private:
     void takeFile(const RemoteAddress &source, const QString &top, const QString &path);
     void run(TaskJob job);
     [[nodiscard]] bool makeDirectory(const QString &path);
-    TaskJob newJob(const RemoteAddress &source, Operation operation) const;
+    TaskJob newJob(const RemoteAddress &source) const;
 
     const ClientContext m_context;
     const QString m_directory; // absolute
@@ -42,7 +42,6 @@ private:
     QString m_spoolError; // why the listing in hand cannot be taken to its end; empty while it can
     qint64 m_listed = 0; // names of the listing in hand, unfit ones included
     std::size_t m_treesLeft = 0; // sources whose files are not known yet
-    qint64 m_count = 0; // entries of the listing in hand that were dealt with
 };
 
 } // namespace VESK::Host

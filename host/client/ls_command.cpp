@@ -20,13 +20,7 @@ struct LsOptions : ClientOptions {
 
 TaskJob listJob(const RemoteAddress &remote, ListingOutput &output)
 {
-    TaskJob job;
-    job.operation = Operation::List;
-    job.shownName =
-        escaped(remote.path.isEmpty() ? remote.share : remote.share + QLatin1Char('/') + remote.path);
-    job.share = remote.share;
-    job.rootPath = remote.path;
-    job.userName = remote.user;
+    TaskJob job = listingOf(remote);
     job.takeBatch = [&output](const ParamMap &batch) { return output.write(batch); };
     job.mayRepeat = [&output] { return !output.hasBegun(); };
     return job;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "host/address.h"
+
 #include "vesk_base/param_map.h"
 
 #include <QtCore/QString>
@@ -16,7 +18,6 @@ enum class Operation { Upload, Download, List, CreateDir };
 struct TaskJob {
     Operation operation = Operation::Upload;
     QString shownName; ///< for people, escaped
-    QString place; ///< among many, as in "[2/10] "; for events and logs; the display counts by itself
     QString share;
     QString rootPath; ///< below the share, as named on the command line; no modes are set above it
     QString subPath; ///< directory below that; may be empty
@@ -40,6 +41,9 @@ struct TaskJob {
     QString localPath() const { return localDirectory + QLatin1Char('/') + fileName; }
     bool movesFile() const { return operation == Operation::Upload || operation == Operation::Download; }
 };
+
+/// A listing of what is below a place on a server, told to nobody yet.
+TaskJob listingOf(const RemoteAddress &place);
 
 /// How one run of a task ended.
 struct TaskOutcome {

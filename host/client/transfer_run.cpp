@@ -67,16 +67,28 @@ void TransferRun::plan(const TaskJob &job)
     m_report.addPlanned(job, isFile ? QFileInfo(job.localPath()).size() : 0, isFile && isThere);
 }
 
+std::optional<NameList::Name> TransferRun::nextOf(NameList &names)
+{
+    while (mayGoOn()) {
+        std::optional<NameList::Name> name = names.next();
+        if (name && !name->flaw.isEmpty()) {
+            m_report.addSkipped(name->shown, name->flaw);
+            continue;
+        }
+        if (!name && names.error() != 0)
+            m_report.addFailure(
+                {ExitCode::LocalFile,
+                 QStringLiteral("cannot read the list of names: %1").arg(qt_error_string(names.error())),
+                 {}});
+        return name;
+    }
+    return std::nullopt;
+}
+
 void TransferRun::learnWhatIsThere(const RemoteAddress &target)
 {
     constexpr int mostNames = 1000000; // so many are kept in memory; beyond them, names count as not there
-    TaskJob job;
-    job.operation = Operation::List;
-    job.shownName =
-        escaped(target.path.isEmpty() ? target.share : target.share + QLatin1Char('/') + target.path);
-    job.share = target.share;
-    job.rootPath = target.path;
-    job.userName = target.user;
+    TaskJob job = listingOf(target);
     job.takeBatch = [this](const ParamMap &batch) {
         for (auto entry = batch.begin(); entry != batch.end(); ++entry) {
             const QString path = entry.key().mid(1);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/client/name_list.h"
 #include "host/client/run_report.h"
 #include "host/client/transfer_crew.h"
 
@@ -7,6 +8,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace VESK::Host
@@ -43,6 +45,10 @@ public:
 
     /// False when the run was stopped; the rest is left alone then.
     bool mayGoOn() const { return !m_context.interruption.isRaised(); }
+
+    /// The next name of a list that is fit to be moved; reports those that are not, and a list that cannot be
+    /// read to its end. Nothing at the end, and when the run was stopped.
+    std::optional<NameList::Name> nextOf(NameList &names);
 
     RunReport &report() { return m_report; }
 

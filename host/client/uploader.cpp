@@ -75,14 +75,7 @@ void Uploader::uploadPath(const QString &path)
 void Uploader::uploadNames(const QString &directory)
 {
     const QDir base(directory);
-    while (m_run.mayGoOn()) {
-        const std::optional<NameList::Name> name = m_selection.names->next();
-        if (!name)
-            break;
-        if (!name->flaw.isEmpty()) {
-            m_run.report().addSkipped(name->shown, name->flaw);
-            continue;
-        }
+    while (const std::optional<NameList::Name> name = m_run.nextOf(*m_selection.names)) {
         const QString path = base.absoluteFilePath(name->path);
         const bool isDirectory = QFileInfo(path).isDir();
         if (m_selection.isRecursive && isDirectory) {
@@ -98,11 +91,6 @@ void Uploader::uploadNames(const QString &directory)
         uploadFile(path, job);
     }
     m_context.display.setAllKnown();
-    if (m_selection.names->error() != 0)
-        m_run.report().addFailure({ExitCode::LocalFile,
-                                   QStringLiteral("cannot read the list of names: %1")
-                                       .arg(qt_error_string(m_selection.names->error())),
-                                   {}});
 }
 
 void Uploader::uploadTree(const Tree &tree)
@@ -112,12 +100,10 @@ void Uploader::uploadTree(const Tree &tree)
         m_context.display.setAllKnown();
     if (!isCollected)
         return;
-    m_count = 0;
     while (m_run.mayGoOn()) {
         const std::optional<NameSpool::Entry> entry = m_spool.next();
         if (!entry)
             return;
-        ++m_count;
         uploadEntry(*entry, tree);
     }
 }
@@ -161,7 +147,6 @@ void Uploader::uploadEntry(const NameSpool::Entry &entry, const Tree &tree)
     TaskJob job = newJob();
     const QString path = joined(tree.prefix, entry.path);
     job.shownName = escaped(path);
-    job.place = QStringLiteral("[%1/%2] ").arg(QString::number(m_count), QString::number(m_spool.entries()));
     if (entry.kind == NameSpool::Kind::Directory) {
         job.subPath = path;
         makeDirectory(job);

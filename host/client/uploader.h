@@ -42,7 +42,6 @@ private:
     TransferRun m_run;
     NameSpool m_spool;
     int m_treesLeft = 0; // directories whose files are not known yet
-    qint64 m_count = 0; // entries of the tree in hand that were dealt with
 };
 
 } // namespace VESK::Host

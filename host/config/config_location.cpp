@@ -2,6 +2,7 @@
 
 #include "host/text.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
@@ -46,7 +47,7 @@ QString configDirectory()
     // A relative path is to be ignored, so that it does not depend on where the program was started.
     const QString base =
         given.startsWith(QLatin1Char('/')) ? given : homeDirectory() + QLatin1String("/.config");
-    return base + QLatin1String("/vesk");
+    return QDir::cleanPath(base) + QLatin1String("/vesk");
 }
 
 QString configPath(const std::string &given)

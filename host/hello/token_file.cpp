@@ -1,5 +1,6 @@
 #include "host/hello/token_file.h"
 
+#include "host/config/config_location.h"
 #include "host/text.h"
 
 #include <QtCore/QDir>
@@ -7,7 +8,6 @@
 #include <QtCore/QFileInfo>
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -41,22 +41,6 @@ public:
 private:
     const int m_number;
 };
-
-QString homeDirectory()
-{
-    const QByteArray home = qgetenv("HOME");
-    if (!home.isEmpty())
-        return QFile::decodeName(home);
-    const passwd *const entry = ::getpwuid(::getuid());
-    return entry ? QFile::decodeName(entry->pw_dir) : QStringLiteral("/");
-}
-
-QString configDirectory()
-{
-    const QString named = QFile::decodeName(qgetenv("XDG_CONFIG_HOME"));
-    const QString base = QDir::isAbsolutePath(named) ? named : homeDirectory() + QLatin1String("/.config");
-    return QDir::cleanPath(base) + QLatin1String("/vesk");
-}
 
 QString systemError(const QString &path)
 {
