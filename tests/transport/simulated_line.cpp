@@ -53,7 +53,8 @@ void SimulatedLine::send(std::size_t index)
         if (!flow.lossList.empty()) {
             offset = *flow.lossList.begin();
             flow.lossList.erase(flow.lossList.begin());
-        } else if (flow.sender.congestionWindow() < flow.next - flow.acknowledged + 1) {
+        } else if (flow.next >= flow.end
+                   || flow.sender.congestionWindow() < flow.next - flow.acknowledged + 1) {
             return;
         } else {
             ++flow.next;
@@ -112,7 +113,7 @@ void SimulatedLine::deliverData(std::size_t index, Sequence sequence)
         if (flow.receiver.isLossReportDue(m_now))
             answer({index, -1, {}, flow.receiver.lossReport(m_now), -1});
     }
-    if (m_now < flow.nextAck)
+    if (m_now < flow.nextAck && flow.receiver.ackInterval() > 1)
         return;
     flow.nextAck = m_now + ackInterval;
     const auto gap = std::find(flow.has.begin() + flow.acknowledged, flow.has.end(), false);

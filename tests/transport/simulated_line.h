@@ -4,6 +4,7 @@
 #include "transport/congestion/sending_end.h"
 
 #include <deque>
+#include <limits>
 #include <map>
 #include <random>
 #include <set>
@@ -21,8 +22,9 @@ struct LineSettings {
     Sequence first = 0;
 };
 
-/// Senders that always have data, their receivers, and a line between them, on a clock of its own: what the
-/// transport library would do around the two halves of the congestion control is done here, simply.
+/// Senders that have data without end, or until `end`, their receivers, and a line between them, on a clock
+/// of its own: what the transport library would do around the two halves of the congestion control is done
+/// here, simply.
 class SimulatedLine
 {
 public:
@@ -37,6 +39,7 @@ public:
         std::vector<bool> has; // by offset
         int acknowledged = 0; // offset
         int next = 0; // offset
+        int end = std::numeric_limits<int>::max(); // offset; there are data up to here
         double nextSend = 0; // microseconds
         TimeUs nextAck = 0;
         bool isActive = true;

@@ -113,13 +113,15 @@ TEST(ALineThatWraps, IsUsedLikeAnyOther)
 
 TEST(ALineThatSlowsDown, IsFollowed)
 {
-    SimulatedLine line({10000, 50000, 100000});
-    line.run(2);
-    line.settings.packetsPerSecond = 2500;
-    line.run(3);
-    line.forgetLongestQueue();
-    EXPECT_GT(useOf(&line, 1, 3), 0.9);
-    EXPECT_LT(line.longestQueueUs(), 80000);
+    for (const double moment : {1.8, 1.9, 2.0, 2.1, 2.2}) { // in different phases
+        SimulatedLine line({10000, 50000, 100000});
+        line.run(moment);
+        line.settings.packetsPerSecond = 2500;
+        line.run(3);
+        line.forgetLongestQueue();
+        EXPECT_GT(useOf(&line, 1, 3), 0.9) << moment;
+        EXPECT_LT(line.longestQueueUs(), 80000) << moment;
+    }
 }
 
 TEST(ALineThatSpeedsUp, IsFollowed)
@@ -129,6 +131,47 @@ TEST(ALineThatSpeedsUp, IsFollowed)
     line.settings.packetsPerSecond = 10000;
     line.run(3);
     EXPECT_GT(useOf(&line, 1, 3), 0.9);
+}
+
+/// One packet and eight packets in turn, as small files need them, each time when the answer to what was sent
+/// before has come.
+void sendMessages(SimulatedLine *line, int count)
+{
+    line->flow(0).end = line->flow(0).next;
+    for (int i = 0; i < count; ++i) {
+        line->flow(0).end += i % 2 == 0 ? 1 : 8;
+        line->run(1.2e-6 * static_cast<double>(line->settings.rttUs));
+    }
+}
+
+TEST(AShortBurst, LeavesAtOnceAfterShortMessages)
+{
+    SimulatedLine line({10000, 50000, 50000});
+    sendMessages(&line, 40);
+    const std::uint64_t before = line.flow(0).sent;
+    line.flow(0).end += 16;
+    line.run(0.005);
+    EXPECT_EQ(line.flow(0).sent - before, 16U);
+}
+
+TEST(AShortBurst, DoesNotFloodTheLineWhenItTurnsOutToBeLong)
+{
+    SimulatedLine line({1000, 50000, 50000});
+    line.run(3);
+    sendMessages(&line, 20);
+    line.forgetLongestQueue();
+    line.flow(0).end += 2000;
+    line.run(0.5);
+    EXPECT_LT(line.longestQueueUs(), 45000);
+}
+
+TEST(ALongTransfer, IsNotHeldUpByShortMessagesBefore)
+{
+    SimulatedLine line({10000, 50000, 50000});
+    sendMessages(&line, 100);
+    line.flow(0).end = std::numeric_limits<int>::max();
+    line.run(0.5);
+    EXPECT_GT(useOf(&line, 1, 2), 0.95);
 }
 
 TEST(TwoFlows, ShareALine)

@@ -41,6 +41,7 @@ constexpr double windowGain = 2;
 
 constexpr double maxProbeLoss = 0.05;
 constexpr int overrunsOfSlowerLine = 3;
+constexpr double lossOfSlowerLine = 0.35; // in one round: others who overflow the queue cause less
 
 constexpr TimeUs queueNoise = 3000; // round-trip times vary by so much without a queue
 constexpr TimeUs minMoment = 12000; // the library may sleep for 10 ms and send what was due then at once
@@ -52,6 +53,7 @@ constexpr double shareStep = 0.5; // per round, towards that
 constexpr double minShare = 0.45; // of the line: those who would fill any queue do not get it all
 constexpr double shareWindowGain = 1.25; // the pace does it; the window is there for when that fails
 constexpr int roundsUntilShare = 3;
+constexpr double keptQueue = 0.85; // of the round before
 constexpr std::int64_t lineRateMemory = 30000000;
 
 // A round-trip time as short as this has no line in it: threads of one machine, which wait for each other
@@ -173,6 +175,7 @@ void RateModel::endRound(const DeliverySample &sample, TimeUs now, std::uint64_t
     m_deliveredAtRound = sample.delivered;
     m_lostAtRound = lost;
     // Its shortest time: the longer ones may be those that the threads of both ends had to wait for.
+    m_standingQueueBefore = m_standingQueue;
     m_standingQueue = m_roundMinQueue < 0 ? m_standingQueue : m_roundMinQueue;
     m_roundMinQueue = -1;
     // A queue and many losses: the line does less than it did, and what it did counts no longer. Losses
@@ -182,7 +185,7 @@ void RateModel::endRound(const DeliverySample &sample, TimeUs now, std::uint64_t
     m_overruns = isOverrun ? m_overruns + 1 : 0;
     if (isOverrun)
         m_rate.reset(m_roundRate, m_round);
-    if (m_overruns >= overrunsOfSlowerLine) {
+    if (m_overruns >= overrunsOfSlowerLine || (isOverrun && m_lossRatio > lossOfSlowerLine)) {
         m_lineRate.reset(m_roundRate, now);
         m_trainRate = std::min(m_trainRate, m_roundRate);
         m_queueRounds = 0;
@@ -271,7 +274,10 @@ void RateModel::checkShare(TimeUs now, int inFlight)
         // In the other phases the queue may be of this connection's making.
         if (m_phase <= downPhase + 1)
             return;
-        m_queueRounds = m_standingQueue < queueNoise ? 0 : m_queueRounds + 1;
+        // One that drains is what is left of a line that has become slower, or of a probe.
+        const bool isKept = m_standingQueue >= queueNoise
+            && static_cast<double>(m_standingQueue) > keptQueue * static_cast<double>(m_standingQueueBefore);
+        m_queueRounds = isKept ? m_queueRounds + 1 : 0;
         if (m_queueRounds < roundsUntilShare)
             return;
         m_state = State::Share;

@@ -70,6 +70,7 @@ private:
     TimeUs m_smoothedQueue = 0; // time in the queue before the line
     TimeUs m_roundMinQueue = -1; // of the round that runs; -1 before it is known
     TimeUs m_standingQueue = 0; // of the last round
+    TimeUs m_standingQueueBefore = 0; // of the one before that
     TimeUs m_latestQueue = 0; // smoothed over a few feedbacks only
 
     TimeUs m_sampleQueue = 0; // the last sample's, not smoothed

@@ -24,6 +24,12 @@ constexpr TimeUs maxReorderOfShortLine = 2000;
 constexpr double pausePeriods = 8;
 constexpr TimeUs minPause = 5000;
 
+// With nothing under way, so many packets leave without the pace of a rate that is old by then, or was found
+// by messages: a small file is on its way at once. The pace is there to end what turns out to be longer,
+// since the library looks at it every 10 ms only.
+constexpr int shortBurst = 16; // packets
+constexpr double burstPeriodUs = 100;
+
 } // namespace
 
 SendingEnd::SendingEnd(Sequence first)
@@ -36,6 +42,7 @@ void SendingEnd::onSent(Sequence sequence, TimeUs now)
 {
     SentPackets &packets = m_sampler.packets();
     if (sequence == packets.next()) {
+        m_burst = inFlight() == 0 ? 1 : m_burst + 1;
         const auto pause = static_cast<double>(now - m_lastSent);
         const bool isPause = pause > sendPeriodUs() * pausePeriods + minPause;
         if (isPause && !m_isWindowFull)
@@ -138,12 +145,22 @@ void SendingEnd::onSilence()
 
 int SendingEnd::inFlight() const
 {
-    return sequenceOffset(m_sampler.nextToArrive(), m_sampler.packets().next()) + m_repeatsInFlight;
+    // The last packets of a burst may be acknowledged without further feedback.
+    const SentPackets &packets = m_sampler.packets();
+    const Sequence arriving = m_sampler.nextToArrive();
+    const Sequence from = sequenceOffset(arriving, packets.first()) > 0 ? packets.first() : arriving;
+    return sequenceOffset(from, packets.next()) + m_repeatsInFlight;
+}
+
+bool SendingEnd::isShortBurst() const
+{
+    return inFlight() == 0 || m_burst < shortBurst;
 }
 
 double SendingEnd::sendPeriodUs() const
 {
-    return std::clamp(1e6 / m_model.pacingRate() / pacedShare, minPeriodUs, maxPeriodUs);
+    const double period = std::clamp(1e6 / m_model.pacingRate() / pacedShare, minPeriodUs, maxPeriodUs);
+    return isShortBurst() ? std::min(period, burstPeriodUs) : period;
 }
 
 double SendingEnd::congestionWindow() const

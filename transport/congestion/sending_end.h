@@ -46,12 +46,14 @@ private:
     bool takeSample(const Feedback &feedback, TimeUs now);
     bool isWorthRepeating(Sequence sequence);
     TimeUs reorderWindow() const;
+    bool isShortBurst() const;
 
     DeliverySampler m_sampler;
     RateModel m_model;
     bool m_hasFeedback = false;
     bool m_isGreetingDue = false;
     TimeUs m_lastSent = 0;
+    int m_burst = 0; // new packets since nothing was under way
     bool m_isWindowFull = false; // when the last packet left
     TimeUs m_reorder = 0;
     int m_repeatsInFlight = 0;
