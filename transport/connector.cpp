@@ -52,7 +52,7 @@ bool Connector::bindToKeptPort(const UdtSocket &socket, int family, QString *err
     UdtSocket &kept = m_keptPorts[family];
     if (!kept.isValid()) {
         kept = UdtSocket::create(family, m_options);
-        if (kept.isValid() && !bindUdpPort(kept, SocketAddress::any(family), error))
+        if (kept.isValid() && !bindUdpPort(kept, SocketAddress::any(family), m_options, error))
             kept.close();
         if (!kept.isValid())
             return false;

@@ -11,6 +11,11 @@ struct KernelBufferShortage {
     QString command; ///< what root types to change it; empty when nothing is wanting or it cannot be told
 };
 
+/// As a socket of this process would find it.
 KernelBufferShortage kernelBufferShortage(const TransportOptions &options);
+
+/// Gives a UDP socket the buffers that the options ask for, as far as the system lets it: past its limits
+/// where the process may do that (Linux: with CAP_NET_ADMIN, as root has it).
+void raiseKernelBuffers(int socket, const TransportOptions &options);
 
 } // namespace VESK

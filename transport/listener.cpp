@@ -25,7 +25,7 @@ Listener::Listener(const TransportOptions &options)
 bool Listener::open(const SocketAddress &address, QString *error)
 {
     m_socket = UdtSocket::create(address.family(), m_options);
-    if (m_socket.isValid() && !bindUdpPort(m_socket, address, error))
+    if (m_socket.isValid() && !bindUdpPort(m_socket, address, m_options, error))
         return false;
     if (m_socket.isValid() && UDT::listen(m_socket.id(), backlog) != UDT::ERROR)
         return true;

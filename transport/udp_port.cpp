@@ -1,6 +1,7 @@
 #include "transport/udp_port.h"
 
 #include "transport/handshake_filter.h"
+#include "transport/kernel_buffers.h"
 
 #include <unistd.h>
 
@@ -10,7 +11,8 @@
 namespace VESK
 {
 
-bool bindUdpPort(const UdtSocket &socket, const SocketAddress &address, QString *error)
+bool bindUdpPort(const UdtSocket &socket, const SocketAddress &address, const TransportOptions &options,
+                 QString *error)
 {
     const int port = ::socket(address.family(), SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (port < 0 || !attachHandshakeFilter(port) || ::bind(port, address.data(), address.size()) != 0) {
@@ -24,6 +26,7 @@ bool bindUdpPort(const UdtSocket &socket, const SocketAddress &address, QString 
         ::close(port);
         return false;
     }
+    raiseKernelBuffers(port, options); // after the library, which asks for what the limits allow
     return true; // the port is the library's now
 }
 
