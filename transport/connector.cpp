@@ -6,8 +6,6 @@
 #include <QtCore/QElapsedTimer>
 
 #include <cerrno>
-#include <chrono>
-#include <thread>
 
 namespace VESK
 {
@@ -20,7 +18,7 @@ namespace
 constexpr int refusalWaitMs = 20;
 
 constexpr int answerLimitMs = 3500; // the library gives up after 3 s
-constexpr std::chrono::milliseconds lookInterval{2};
+constexpr qint64 longestLookMs = 20;
 
 constexpr int noAnswerCode = 1001; // of UDT: nobody answered in time
 constexpr int rejectedCode = 1002; // of UDT: turned away
@@ -64,30 +62,33 @@ bool Connector::bindToKeptPort(const UdtSocket &socket, int family, QString *err
 
 // Threads that wait inside the library on one port take each other's wake-ups, and then sleep for up to a
 // second. So one at a time waits there; the others leave it to the library's own thread, and look.
-bool Connector::connectSocket(UDTSOCKET socket, const SocketAddress &address)
+bool Connector::connectSocket(UDTSOCKET socket, const SocketAddress &address, RefusalProbe *probe)
 {
     const int size = static_cast<int>(address.size());
     const std::unique_lock<std::mutex> turn(m_waitMutex, std::try_to_lock);
     if (turn.owns_lock())
-        return UDT::connect(socket, address.data(), size) != UDT::ERROR;
+        return !probe->isRefused(refusalWaitMs) && UDT::connect(socket, address.data(), size) != UDT::ERROR;
     setBlocking(socket, false);
     if (UDT::connect(socket, address.data(), size) == UDT::ERROR)
         return false;
     QElapsedTimer timer;
     timer.start();
-    while (UDT::getsockstate(socket) == CONNECTING && timer.elapsed() < answerLimitMs)
-        std::this_thread::sleep_for(lookInterval);
+    bool isRefused = false;
+    // The longer it takes, the less a late look matters.
+    while (!isRefused && UDT::getsockstate(socket) == CONNECTING && timer.elapsed() < answerLimitMs)
+        isRefused = probe->isRefused(static_cast<int>(qBound<qint64>(1, timer.elapsed() / 8, longestLookMs)));
     setBlocking(socket, true);
     return UDT::getsockstate(socket) == CONNECTED;
 }
 
-UdtSocket Connector::tryOnce(const SocketAddress &address, int *errorCode, QString *errorText)
+UdtSocket Connector::tryOnce(const SocketAddress &address, RefusalProbe *probe, int *errorCode,
+                             QString *errorText)
 {
     UdtSocket socket = UdtSocket::create(address.family(), m_options);
     QString portError;
     const bool isReady = socket.isValid() && bindToKeptPort(socket, address.family(), &portError);
     UDT::getlasterror().clear();
-    if (isReady && connectSocket(socket.id(), address))
+    if (isReady && connectSocket(socket.id(), address, probe))
         return socket;
     *errorCode = portError.isEmpty() ? UDT::getlasterror().getErrorCode() : 0;
     if (isReady && *errorCode == 0)
@@ -105,16 +106,11 @@ UdtSocket Connector::connect(const SocketAddress &address, ConnectFailure *failu
     probe.send();
     *failure = ConnectFailure();
     failure->address = address;
-    if (probe.isRefused(refusalWaitMs)) {
-        fillRefusal(probe, failure);
-        return UdtSocket();
-    }
-
     int code = 0;
-    UdtSocket socket = tryOnce(address, &code, &failure->detail);
+    UdtSocket socket = tryOnce(address, &probe, &code, &failure->detail);
     // A connect that crosses a minute boundary of the server's clock fails once without cause.
     if (!socket.isValid() && code == noAnswerCode && !probe.isRefused(0))
-        socket = tryOnce(address, &code, &failure->detail);
+        socket = tryOnce(address, &probe, &code, &failure->detail);
     failure->seconds = static_cast<double>(timer.elapsed()) / 1000;
     if (!socket.isValid()) {
         failure->kind = kindOf(code);

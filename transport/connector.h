@@ -8,6 +8,8 @@
 namespace VESK
 {
 
+class RefusalProbe;
+
 /// Why a connection could not be made.
 struct ConnectFailure {
     enum class Kind {
@@ -42,8 +44,8 @@ public:
 
 private:
     bool bindToKeptPort(const UdtSocket &socket, int family, QString *error);
-    bool connectSocket(UDTSOCKET socket, const SocketAddress &address);
-    UdtSocket tryOnce(const SocketAddress &address, int *errorCode, QString *errorText);
+    bool connectSocket(UDTSOCKET socket, const SocketAddress &address, RefusalProbe *probe);
+    UdtSocket tryOnce(const SocketAddress &address, RefusalProbe *probe, int *errorCode, QString *errorText);
 
     const TransportOptions m_options;
     std::mutex m_waitMutex; // held by the thread that waits inside the library

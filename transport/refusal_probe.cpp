@@ -30,9 +30,9 @@ void RefusalProbe::send()
 
 bool RefusalProbe::isRefused(int waitMs)
 {
-    if (m_descriptor < 0 || m_error != 0)
-        return m_error != 0;
-    pollfd entry{m_descriptor, 0, 0}; // errors are always reported
+    if (m_error != 0)
+        return true;
+    pollfd entry{m_descriptor, 0, 0}; // errors are always reported, and without a socket time passes
     if (::poll(&entry, 1, waitMs) <= 0)
         return false;
     int error = 0;

@@ -57,10 +57,83 @@ CounterReading readCounters(const TaskCounters &counters, UDTSOCKET socket)
     return reading;
 }
 
-TaskMonitor::TaskMonitor(const Task &task, ProgressDisplay &display)
-    : m_task(task)
-    , m_shown(display, task.name)
-    , m_thread([this] { watch(); })
+/// What is known of a running task. For one thread at a time.
+class TaskMonitor::Watched
+{
+public:
+    Watched(const Task &task, ProgressDisplay &display)
+        : m_task(task)
+        , m_shown(display, task.name)
+    {
+        m_clock.start();
+    }
+
+    /// Why the task is to be given up; empty: it is not.
+    QString look();
+
+    bool isGivenUp = false;
+    std::function<void(const QString &)> giveUp() const { return m_task.giveUp; }
+
+private:
+    QString refusal(bool isAsking);
+
+    const Task m_task;
+    ProgressDisplay::Task m_shown;
+    ProgressMeter m_meter;
+    QElapsedTimer m_clock;
+    std::unique_ptr<RefusalProbe> m_probe; // when there was something to ask
+    qint64 m_lastLookMs = 0;
+    qint64 m_sleptMs = 0; // no time in which the server could have been heard
+};
+
+QString TaskMonitor::Watched::look()
+{
+    const qint64 lookMs = m_clock.elapsed();
+    if (lookMs - m_lastLookMs > sleepMs)
+        m_sleptMs += lookMs - m_lastLookMs;
+    m_lastLookMs = lookMs;
+    const qint64 nowMs = lookMs - m_sleptMs;
+    const CounterReading reading = m_task.read();
+    const ProgressView view = m_meter.update(nowMs, reading);
+    m_shown.update(view);
+
+    const qint64 idleMs = nowMs - m_meter.lastMoveMs();
+    const bool isQuiet = view.phase == Phase::Waiting || view.phase == Phase::Verifying;
+    const QString why = refusal(isQuiet || idleMs >= probeAfterMs);
+    if (why.isEmpty() && idleMs >= static_cast<qint64>(m_task.stallSeconds * 1000))
+        return stallText(reading.direction, m_task.stallSeconds);
+    return why;
+}
+
+QString TaskMonitor::Watched::refusal(bool isAsking)
+{
+    if (isAsking && !m_probe)
+        m_probe = std::make_unique<RefusalProbe>(peerOf(m_task.socket));
+    if (isAsking)
+        m_probe->send();
+    return m_probe && m_probe->isRefused(0) ? refusalText(m_probe->systemError()) : QString();
+}
+
+TaskMonitor::Watch::Watch(TaskMonitor &monitor, const Task &task)
+    : m_monitor(monitor)
+{
+    auto watched = std::make_unique<Watched>(task, monitor.m_display);
+    const std::lock_guard<std::mutex> lock(monitor.m_mutex);
+    monitor.m_watched = std::move(watched);
+    if (monitor.m_isAsleep)
+        monitor.m_changed.notify_all();
+}
+
+TaskMonitor::Watch::~Watch()
+{
+    std::unique_lock<std::mutex> lock(m_monitor.m_mutex);
+    m_monitor.m_changed.wait(lock, [this] { return !m_monitor.m_isGivingUp; });
+    m_monitor.m_watched.reset();
+}
+
+TaskMonitor::TaskMonitor(ProgressDisplay &display)
+    : m_display(display)
+    , m_thread([this] { work(); })
 {
 }
 
@@ -69,50 +142,35 @@ TaskMonitor::~TaskMonitor()
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_isEnding = true;
-        m_ending.notify_all();
+        m_changed.notify_all();
     }
     m_thread.join();
 }
 
-ProgressView TaskMonitor::lastView() const
+void TaskMonitor::work()
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_view;
-}
-
-void TaskMonitor::watch()
-{
-    ProgressMeter meter;
-    QElapsedTimer clock;
-    clock.start();
-    RefusalProbe probe(peerOf(m_task.socket));
-    qint64 lastLookMs = 0;
-    qint64 sleptMs = 0; // no time in which the server could have been heard
     std::unique_lock<std::mutex> lock(m_mutex);
-    while (!m_ending.wait_for(lock, interval, [this] { return m_isEnding; })) {
-        const qint64 lookMs = clock.elapsed();
-        if (lookMs - lastLookMs > sleepMs)
-            sleptMs += lookMs - lastLookMs;
-        lastLookMs = lookMs;
-        const qint64 nowMs = lookMs - sleptMs;
-        const CounterReading reading = m_task.read();
-        m_view = meter.update(nowMs, reading);
-        m_shown.update(m_view);
-
-        const qint64 idleMs = nowMs - meter.lastMoveMs();
-        const bool isQuiet = m_view.phase == Phase::Waiting || m_view.phase == Phase::Verifying;
-        if (isQuiet || idleMs >= probeAfterMs)
-            probe.send();
-        QString why;
-        if (probe.isRefused(0))
-            why = refusalText(probe.systemError());
-        else if (idleMs >= static_cast<qint64>(m_task.stallSeconds * 1000))
-            why = stallText(reading.direction, m_task.stallSeconds);
+    while (!m_isEnding) {
+        // Small files end and begin between two looks, and nobody is woken for them.
+        m_isAsleep = !m_watched;
+        if (m_isAsleep)
+            m_changed.wait(lock, [this] { return m_isEnding || m_watched; });
+        m_isAsleep = false;
+        if (m_changed.wait_for(lock, interval, [this] { return m_isEnding; }))
+            return;
+        if (!m_watched || m_watched->isGivenUp)
+            continue;
+        const QString why = m_watched->look();
         if (why.isEmpty())
             continue;
+        m_watched->isGivenUp = true;
+        m_isGivingUp = true;
+        const auto giveUp = m_watched->giveUp();
         lock.unlock();
-        m_task.giveUp(why);
-        return;
+        giveUp(why);
+        lock.lock();
+        m_isGivingUp = false;
+        m_changed.notify_all();
     }
 }
 

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -19,9 +20,9 @@ struct TaskCounters {
     std::int64_t done = -1; ///< bytes
 };
 
-/// Watches a running task from a thread of its own: gives it a line of progress, and calls `giveUp` once when
-/// the server's process is gone or when no byte has arrived for `stallSeconds` while bytes are on their way.
-/// Hashing and waiting for a hashing server are no stall.
+/// Watches the tasks of a session, one after another, from a thread of its own: gives each a line of
+/// progress, and calls `giveUp` once when the server's process is gone or when no byte has arrived for
+/// `stallSeconds` while bytes are on their way. Hashing and waiting for a hashing server are no stall.
 class TaskMonitor
 {
 public:
@@ -33,24 +34,39 @@ public:
         std::function<void(const QString &why)> giveUp; ///< called on the monitor's thread
     };
 
-    TaskMonitor(const Task &task, ProgressDisplay &display);
-    /// Ends the thread and the task's line.
+    /// The display outlives it.
+    explicit TaskMonitor(ProgressDisplay &display);
+    /// When no task is watched any more.
     ~TaskMonitor();
     TaskMonitor(const TaskMonitor &) = delete;
     TaskMonitor &operator=(const TaskMonitor &) = delete;
 
-    /// The view of the last reading. Any thread.
-    ProgressView lastView() const;
+    /// A task is watched while one of these lives. One at a time.
+    class Watch
+    {
+    public:
+        Watch(TaskMonitor &monitor, const Task &task);
+        /// Waits until the monitor is through with the task.
+        ~Watch();
+        Watch(const Watch &) = delete;
+        Watch &operator=(const Watch &) = delete;
+
+    private:
+        TaskMonitor &m_monitor;
+    };
 
 private:
-    void watch();
+    class Watched;
 
-    const Task m_task;
-    ProgressDisplay::Task m_shown; // the thread's
-    mutable std::mutex m_mutex; // guards the two below
-    ProgressView m_view;
+    void work();
+
+    ProgressDisplay &m_display;
+    std::mutex m_mutex; // guards the rest but the thread
+    std::unique_ptr<Watched> m_watched; // null between two tasks
+    bool m_isAsleep = false; // until there is a task
+    bool m_isGivingUp = false;
     bool m_isEnding = false;
-    std::condition_variable m_ending;
+    std::condition_variable m_changed;
     std::thread m_thread;
 };
 

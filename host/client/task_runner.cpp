@@ -110,6 +110,7 @@ CounterReading readTask(const TaskJob &job, const TaskCounters &counters, UDTSOC
 
 TaskRunner::TaskRunner(const ClientContext &context)
     : m_context(context)
+    , m_monitor(context.display)
 {
 }
 
@@ -157,8 +158,8 @@ TaskOutcome TaskRunner::run(const TaskJob &job, UDTSOCKET socket)
             facts.gaveUpBecause = why;
             stop();
         };
-        const TaskMonitor monitor({job.shownName, socket, read, m_context.settings.stallSeconds, giveUp},
-                                  m_context.display);
+        const TaskMonitor::Watch watch(
+            m_monitor, {job.shownName, socket, read, m_context.settings.stallSeconds, giveUp});
         facts.succeeded = handler->process();
         facts.lastLogError = log.lastError();
         facts.reading = read();

@@ -19,6 +19,7 @@ public:
 
 private:
     const ClientContext m_context;
+    TaskMonitor m_monitor;
 };
 
 } // namespace VESK::Host

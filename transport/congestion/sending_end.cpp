@@ -24,11 +24,13 @@ constexpr TimeUs maxReorderOfShortLine = 2000;
 constexpr double pausePeriods = 8;
 constexpr TimeUs minPause = 5000;
 
-// With nothing under way, so many packets leave without the pace of a rate that is old by then, or was found
-// by messages: a small file is on its way at once. The pace is there to end what turns out to be longer,
-// since the library looks at it every 10 ms only.
+// With nothing under way, packets leave without a pace, which may be old by then, or was found by messages:
+// between two packets the library may sleep for 10 ms, and a small file is one burst. It looks at the pace
+// and the window as seldom as that, so that the window keeps a burst that turns out to be long to what the
+// line carries in some time.
 constexpr int shortBurst = 16; // packets
-constexpr double burstPeriodUs = 100;
+constexpr int minBurstWindow = 64; // packets
+constexpr double burstWindowSeconds = 0.02;
 
 } // namespace
 
@@ -159,13 +161,18 @@ bool SendingEnd::isShortBurst() const
 
 double SendingEnd::sendPeriodUs() const
 {
-    const double period = std::clamp(1e6 / m_model.pacingRate() / pacedShare, minPeriodUs, maxPeriodUs);
-    return isShortBurst() ? std::min(period, burstPeriodUs) : period;
+    if (isShortBurst())
+        return minPeriodUs;
+    return std::clamp(1e6 / m_model.pacingRate() / pacedShare, minPeriodUs, maxPeriodUs);
 }
 
 double SendingEnd::congestionWindow() const
 {
-    const int room = std::max(0, m_model.window() - inFlight());
+    int window = m_model.window();
+    if (isShortBurst())
+        window = std::min(
+            window, std::max(minBurstWindow, static_cast<int>(m_model.deliveryRate() * burstWindowSeconds)));
+    const int room = std::max(0, window - inFlight());
     return std::max(16, m_sampler.packets().count() + room);
 }
 
