@@ -94,7 +94,15 @@ void UdpRelay::accept(Datagram datagram)
         ++m_lost;
         return;
     }
-    const auto due = Clock::now() + m_weather.delay;
+    auto due = Clock::now();
+    if (!passesLine(datagram, &due)) {
+        ++m_lost;
+        return;
+    }
+    due += m_weather.delay;
+    if (m_weather.jitter.count() > 0)
+        due += std::chrono::microseconds(
+            std::uniform_int_distribution<std::int64_t>(0, m_weather.jitter.count())(m_random));
     if (happens(m_weather.duplication))
         m_waiting.emplace(due, datagram);
     const bool isLate = happens(m_weather.reordering);
@@ -113,6 +121,21 @@ void UdpRelay::sendDue()
                            generic(m_client), sizeof m_client);
         m_waiting.erase(m_waiting.begin());
     }
+}
+
+// `out`: now, and when the datagram has left the line afterwards. False when the queue is full.
+bool UdpRelay::passesLine(const Datagram &datagram, Clock::time_point *out)
+{
+    if (m_weather.bytesPerSecond <= 0)
+        return true;
+    Clock::time_point &lineFree = m_lineFree[datagram.toServer ? 1 : 0];
+    if (lineFree > *out + m_weather.queue)
+        return false;
+    const std::chrono::duration<double> time(static_cast<double>(datagram.bytes.size())
+                                             / m_weather.bytesPerSecond);
+    lineFree = std::max(lineFree, *out) + std::chrono::duration_cast<Clock::duration>(time);
+    *out = lineFree;
+    return true;
 }
 
 bool UdpRelay::happens(double share)

@@ -2,6 +2,7 @@
 
 #include <netinet/in.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -20,6 +21,9 @@ struct PathWeather {
     double reordering = 0; ///< of datagrams that are `lateness` later than the others
     std::chrono::milliseconds delay{0}; ///< one way
     std::chrono::milliseconds lateness{2};
+    std::chrono::microseconds jitter{0}; ///< each datagram is later by up to this, and so may be overtaken
+    double bytesPerSecond = 0; ///< each way; 0: no limit
+    std::chrono::milliseconds queue{50}; ///< longest wait for a limited rate; what comes then is lost
 };
 
 /// A path of UDP datagrams between one client and one server on 127.0.0.1, on a thread of its own. Which
@@ -50,6 +54,7 @@ private:
     void accept(Datagram datagram);
     void sendDue();
     bool happens(double share);
+    bool passesLine(const Datagram &datagram, Clock::time_point *out);
 
     const PathWeather m_weather;
     std::mt19937 m_random;
@@ -58,6 +63,7 @@ private:
     int m_clientSide = -1;
     int m_serverSide = -1;
     std::multimap<Clock::time_point, Datagram> m_waiting;
+    std::array<Clock::time_point, 2> m_lineFree; // when the line has sent all that waits, by toServer
     std::atomic<int> m_lost{0};
     std::atomic<bool> m_isEnding{false};
     std::thread m_thread;
