@@ -106,7 +106,7 @@ void SimulatedLine::deliverData(std::size_t index, Sequence sequence)
     if (flow.has.size() <= offset)
         flow.has.resize(offset + 1);
     flow.has[offset] = true;
-    flow.receiver.onArrival(sequence, m_now, settings.rttUs);
+    flow.receiver.onArrival(sequence, m_now, settings.rttUs, static_cast<int>(offset) + 1 == flow.end);
     if (flow.receiver.isFeedbackDue(m_now)) {
         const Feedback::Words words = flow.receiver.feedback(m_now).toWords();
         answer({index, -1, {words.begin(), words.end()}, {}, -1});

@@ -23,8 +23,9 @@ constexpr std::size_t maxReportWords = 100;
 // After this time without a packet a new burst begins.
 constexpr TimeUs pauseUs = 20000;
 // UDT hands data to the reader when it acknowledges. Its timer is looked at only when a packet arrives, and
-// 0.1 s after the last: a short burst is acknowledged packet by packet, so that its end does not wait.
+// 0.1 s after the last: so the packets after which the reader can go on are acknowledged at once.
 constexpr int shortBurst = 64;
+constexpr int ackIntervalOfBurst = 16;
 constexpr double ackEveryUs = 5000;
 constexpr double minAckEveryUs = 1000;
 // Below the 64 packets at which UDT adds short acknowledgements, of which the sender's end learns nothing.
@@ -40,12 +41,13 @@ ReceivingEnd::ReceivingEnd(Sequence first)
 {
 }
 
-void ReceivingEnd::onArrival(Sequence sequence, TimeUs now, TimeUs rttUs)
+void ReceivingEnd::onArrival(Sequence sequence, TimeUs now, TimeUs rttUs, bool isLast)
 {
     const MissingPackets::Arrival arrival = m_missing.arrived(sequence, now);
     if (arrival == MissingPackets::Arrival::Impossible)
         return;
-    updateAckInterval(now, rttUs);
+    updateBurst(now);
+    m_ackInterval = ackIntervalFor(arrival, isLast, rttUs);
     m_hasStarted = true;
     ++m_received;
     m_lastArrival = now;
@@ -67,18 +69,24 @@ void ReceivingEnd::noteReordering(TimeUs lateness, TimeUs rttUs)
     m_reorder = std::max(m_reorder, lateness);
 }
 
-void ReceivingEnd::updateAckInterval(TimeUs now, TimeUs rttUs)
+void ReceivingEnd::updateBurst(TimeUs now)
 {
     const TimeUs gap = now - m_lastArrival;
     m_burst = !m_hasStarted || gap > pauseUs ? 1 : m_burst + 1;
-    if (m_burst <= shortBurst) {
-        m_ackInterval = 1;
-        return;
-    }
-    m_gapUs += (static_cast<double>(std::min(gap, pauseUs)) - m_gapUs) / 64;
+    if (m_burst > shortBurst)
+        m_gapUs += (static_cast<double>(std::min(gap, pauseUs)) - m_gapUs) / 64;
+}
+
+int ReceivingEnd::ackIntervalFor(MissingPackets::Arrival arrival, bool isLast, TimeUs rttUs) const
+{
+    const bool hasFilledGap = arrival == MissingPackets::Arrival::Late && m_missing.isEmpty();
+    if (isLast || hasFilledGap)
+        return 1;
+    if (m_burst <= shortBurst)
+        return m_missing.isEmpty() ? ackIntervalOfBurst : 1;
     // An acknowledgement is what wakes a sender whose window is full, and its window is more than this time.
     const double every = std::min(ackEveryUs, static_cast<double>(rttUs) / 8 + minAckEveryUs);
-    m_ackInterval = static_cast<int>(std::clamp(every / std::max(m_gapUs, 1.0), 1.0, double(maxAckInterval)));
+    return static_cast<int>(std::clamp(every / std::max(m_gapUs, 1.0), 1.0, double(maxAckInterval)));
 }
 
 bool ReceivingEnd::isFeedbackDue(TimeUs now) const

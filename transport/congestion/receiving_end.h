@@ -14,8 +14,9 @@ public:
     /// `first` is the first packet that the peer is going to send.
     explicit ReceivingEnd(Sequence first = 0);
 
-    /// A packet has arrived. `rttUs` is the round-trip time as far as it is known here.
-    void onArrival(Sequence sequence, TimeUs now, TimeUs rttUs);
+    /// A packet has arrived. `rttUs` is the round-trip time as far as it is known here; `isLast`: it is the last
+    /// one of what the sender's program handed over at a time.
+    void onArrival(Sequence sequence, TimeUs now, TimeUs rttUs, bool isLast = false);
 
     /// The sender has greeted (feedback.h): it takes loss reports that repeat what UDT has reported.
     void onGreeting() { m_knowsSender = true; }
@@ -33,7 +34,8 @@ public:
     int ackInterval() const { return m_ackInterval; }
 
 private:
-    void updateAckInterval(TimeUs now, TimeUs rttUs);
+    void updateBurst(TimeUs now);
+    int ackIntervalFor(MissingPackets::Arrival arrival, bool isLast, TimeUs rttUs) const;
     void noteReordering(TimeUs lateness, TimeUs rttUs);
 
     MissingPackets m_missing;

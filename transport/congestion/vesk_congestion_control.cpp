@@ -13,6 +13,7 @@ namespace
 
 constexpr int lossReportType = 3;
 constexpr int customType = 0x7FFF;
+constexpr std::int32_t lastOfBlock = 0x40000000; // in a data packet's second word
 
 constexpr int ackTimerUs = 10000;
 
@@ -75,7 +76,7 @@ void VeskCongestionControl::onPktSent(const CPacket *packet)
 void VeskCongestionControl::onPktReceived(const CPacket *packet)
 {
     const TimeUs now = nowUs();
-    m_receiver.onArrival(packet->m_iSeqNo, now, m_iRTT);
+    m_receiver.onArrival(packet->m_iSeqNo, now, m_iRTT, (packet->m_iMsgNo & lastOfBlock) != 0);
     if (m_receiver.ackInterval() != m_ackInterval) {
         m_ackInterval = m_receiver.ackInterval();
         setACKInterval(m_ackInterval);
