@@ -278,8 +278,15 @@ void RateModel::checkShare(TimeUs now, int inFlight)
         const bool isKept = m_standingQueue >= queueNoise
             && static_cast<double>(m_standingQueue) > keptQueue * static_cast<double>(m_standingQueueBefore);
         m_queueRounds = isKept ? m_queueRounds + 1 : 0;
+        m_hasMadeRoom = m_hasMadeRoom && m_standingQueue >= queueNoise;
         if (m_queueRounds < roundsUntilShare)
             return;
+        // It may still be of this connection's making, and goes away then.
+        if (!m_hasMadeRoom) {
+            m_hasMadeRoom = true;
+            enterProbe(now, downPhase);
+            return;
+        }
         m_state = State::Share;
         m_shareWindow = inFlight;
     }

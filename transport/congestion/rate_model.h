@@ -101,6 +101,7 @@ private:
 
     WindowedMax m_lineRate; // by time: what this connection has had of the line
     int m_queueRounds = 0; // one after another that did not end without a queue
+    bool m_hasMadeRoom = false; // since that began, by sending less for a while
     double m_shareWindow = 0; // packets
 
     double m_rateBeforeUp = 0;
