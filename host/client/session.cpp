@@ -169,7 +169,7 @@ Session::Step Session::settle(const TaskJob &job, TaskEnd *end)
             break;
         m_attempts->verifyFailed = true;
         m_attempts->firstBegin = -1; // the receiver has dropped what was there
-        m_context.display.print(verifyWarning(job));
+        m_context.display.note(verifyWarning(job));
         return Step::Again;
     case Result::LocalFile:
     case Result::ServerFile:
@@ -277,9 +277,9 @@ bool Session::othersAreConnected() const
 
 void Session::warnOfRetry(const QString &what, double seconds)
 {
-    m_context.display.print(QStringLiteral("warning: %1. Trying again in %2 (%3 of %4).\n")
-                                .arg(what, durationText(seconds), QString::number(m_attempts->failures),
-                                     QString::number(m_context.settings.retries)));
+    m_context.display.note(QStringLiteral("warning: %1. Trying again in %2 (%3 of %4).\n")
+                               .arg(what, durationText(seconds), QString::number(m_attempts->failures),
+                                    QString::number(m_context.settings.retries)));
 }
 
 // Nobody has a connection. The first that gets one may do the task.

@@ -120,6 +120,14 @@ TEST_F(LostConnectionTest, TheLastConnectionIsAskedForUntilTheRetriesAreUsedUp)
     EXPECT_EQ(server.refusals(), 2) << m_err;
 }
 
+TEST_F(LostConnectionTest, IsNotToldOfWhenOnlyErrorsAreWanted)
+{
+    std::promise<void> ended;
+    const CrowdedServer server({staying(ended.get_future().share()), ending(ended)});
+    EXPECT_EQ(put({QStringLiteral("-q")}), 0);
+    EXPECT_EQ(m_err, "");
+}
+
 TEST_F(LostConnectionTest, AServerThatTurnsAwayDuringTheHashingIsUnderstood)
 {
     // Long enough to be read that the server has closed the connection before the task is described.
