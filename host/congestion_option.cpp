@@ -14,7 +14,8 @@ CLI::Option *addCongestionOption(CLI::App &command, Congestion &congestion)
             "--congestion", [&congestion, names](const std::string &name) { congestion = names.at(name); },
             "who paces what is sent: vesk, or udt, the library's own control")
         ->check(CLI::IsMember({"vesk", "udt"}))
-        ->default_str("vesk");
+        ->default_str("vesk")
+        ->type_name("CONTROL");
 }
 
 } // namespace VESK::Host

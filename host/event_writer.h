@@ -19,7 +19,7 @@ void writeEventLine(const QString &event, QJsonObject fields);
 /// The first event of a verb: its name, this program's version and the time.
 void writeStartEvent(const QString &verb);
 
-/// Says that stdout is to bear events; for main(), before anything else.
+/// Says that stdout is to bear events; as soon as that is known, and before there are other threads.
 void wantEvents();
 /// Was that said?
 bool eventsAreWanted();

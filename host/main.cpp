@@ -5,6 +5,7 @@
 #include "host/client/put_command.h"
 #include "host/completion/completion_command.h"
 #include "host/config/config_command.h"
+#include "host/config/setting_value.h"
 #include "host/demo/demo_command.h"
 #include "host/doctor/doctor_command.h"
 #include "host/event_writer.h"
@@ -74,9 +75,17 @@ int refuse(const Failure &failure)
     return number(failure.code);
 }
 
+// Wrong use may be noticed before options are understood.
+bool seemsToWantEvents(int argc, char **argv)
+{
+    const char *variable = std::getenv("VESK_JSON");
+    const bool isSaid = std::find(argv + 1, argv + argc, std::string_view("--json")) != argv + argc;
+    return isSaid || (variable && isTrue(variable));
+}
+
 int run(int argc, char **argv)
 {
-    if (std::find(argv + 1, argv + argc, std::string_view("--json")) != argv + argc)
+    if (seemsToWantEvents(argc, argv))
         wantEvents();
     ConfiguredApp app(addVerbs);
     try {

@@ -17,7 +17,11 @@ namespace
 // every good connection slow. A later one is still seen when UDT has given up.
 constexpr int refusalWaitMs = 20;
 
-constexpr int answerLimitMs = 3500; // the library gives up after 3 s
+// The library gives an attempt up after 3 s, and from then on looks at its socket again and again, also when
+// that was closed and is gone: it reads what stands in that place of the memory by then, and stops another
+// socket's attempt there, or falls over it. A socket that is closed before it has given up is forgotten.
+constexpr int answerLimitMs = 2800;
+constexpr qint64 lastCloseMs = 2900; // no socket is closed later; they wait for the end of the process
 constexpr qint64 longestLookMs = 20;
 
 constexpr int noAnswerCode = 1001; // of UDT: nobody answered in time
@@ -44,6 +48,18 @@ Connector::Connector(const TransportOptions &options)
 {
 }
 
+Connector::~Connector()
+{
+    for (UdtSocket &socket : m_abandoned)
+        (void)socket.release(); // see answerLimitMs
+}
+
+void Connector::abandon(UdtSocket socket)
+{
+    const std::lock_guard<std::mutex> lock(m_abandonedMutex);
+    m_abandoned.push_back(std::move(socket));
+}
+
 bool Connector::bindToKeptPort(const UdtSocket &socket, int family, QString *error)
 {
     const std::lock_guard<std::mutex> lock(m_portMutex);
@@ -60,13 +76,14 @@ bool Connector::bindToKeptPort(const UdtSocket &socket, int family, QString *err
     return UDT::bind(socket.id(), local.data(), static_cast<int>(local.size())) != UDT::ERROR;
 }
 
-// Threads that wait inside the library on one port take each other's wake-ups, and then sleep for up to a
-// second. So one at a time waits there; the others leave it to the library's own thread, and look.
+// Who waits inside the library learns why it was turned away, but cannot stop waiting in time. So that is for
+// the first contact; after it, the library's own thread waits, and this one looks. Threads that wait inside
+// on one port take each other's wake-ups, and then sleep for up to a second: one at a time does.
 bool Connector::connectSocket(UDTSOCKET socket, const SocketAddress &address, RefusalProbe *probe)
 {
     const int size = static_cast<int>(address.size());
     const std::unique_lock<std::mutex> turn(m_waitMutex, std::try_to_lock);
-    if (turn.owns_lock())
+    if (turn.owns_lock() && !m_wasReached)
         return !probe->isRefused(refusalWaitMs) && UDT::connect(socket, address.data(), size) != UDT::ERROR;
     setBlocking(socket, false);
     if (UDT::connect(socket, address.data(), size) == UDT::ERROR)
@@ -88,13 +105,19 @@ UdtSocket Connector::tryOnce(const SocketAddress &address, RefusalProbe *probe, 
     QString portError;
     const bool isReady = socket.isValid() && bindToKeptPort(socket, address.family(), &portError);
     UDT::getlasterror().clear();
-    if (isReady && connectSocket(socket.id(), address, probe))
+    QElapsedTimer timer;
+    timer.start();
+    if (isReady && connectSocket(socket.id(), address, probe)) {
+        m_wasReached = true;
         return socket;
+    }
     *errorCode = portError.isEmpty() ? UDT::getlasterror().getErrorCode() : 0;
     if (isReady && *errorCode == 0)
         *errorCode = noAnswerCode; // nobody waited for the reason
     *errorText = portError.isEmpty() ? QString::fromLocal8Bit(UDT::getlasterror().getErrorMessage()).trimmed()
                                      : portError;
+    if (isReady && timer.elapsed() >= lastCloseMs)
+        abandon(std::move(socket));
     return UdtSocket();
 }
 

@@ -2,8 +2,10 @@
 
 #include "transport/udt_socket.h"
 
+#include <atomic>
 #include <map>
 #include <mutex>
+#include <vector>
 
 namespace VESK
 {
@@ -34,9 +36,12 @@ class Connector
 {
 public:
     explicit Connector(const TransportOptions &options);
+    ~Connector();
+    Connector(const Connector &) = delete;
+    Connector &operator=(const Connector &) = delete;
 
-    /// A connected socket with the linger off, or an invalid one and the reason in `failure`. Waits 3 s
-    /// for an answer, and once more when none came.
+    /// A connected socket with the linger off, or an invalid one and the reason in `failure`. Waits some
+    /// 3 s for an answer, and once more when none came.
     UdtSocket connect(const SocketAddress &address, ConnectFailure *failure);
 
     /// The same for the addresses of a host in turn.
@@ -46,11 +51,15 @@ private:
     bool bindToKeptPort(const UdtSocket &socket, int family, QString *error);
     bool connectSocket(UDTSOCKET socket, const SocketAddress &address, RefusalProbe *probe);
     UdtSocket tryOnce(const SocketAddress &address, RefusalProbe *probe, int *errorCode, QString *errorText);
+    void abandon(UdtSocket socket);
 
     const TransportOptions m_options;
+    std::atomic<bool> m_wasReached{false}; // anybody
     std::mutex m_waitMutex; // held by the thread that waits inside the library
     std::mutex m_portMutex; // guards m_keptPorts
     std::map<int, UdtSocket> m_keptPorts; // by address family; bound once, never changed
+    std::mutex m_abandonedMutex; // guards the next
+    std::vector<UdtSocket> m_abandoned; // never closed
 };
 
 } // namespace VESK

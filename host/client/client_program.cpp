@@ -143,7 +143,7 @@ int runClient(const QString &verb, const ClientOptions &options, const GlobalOpt
     ProgressDisplay display(progress);
     const ClientLog log(display, options.verbose);
     const InstalledVerifyCache cache(options.verifyCache, [&](const QString &sentence) {
-        display.print(QStringLiteral("warning: %1\n").arg(sentence));
+        display.note(QStringLiteral("warning: %1\n").arg(sentence));
     });
     std::atomic<int> signals{0};
     const auto end = [&](int signal) {

@@ -15,6 +15,7 @@ constexpr qint64 longestMeasureMs = 1000;
 constexpr qint64 connectLimitMs = 1000; // connections that need longer are not waited for
 constexpr qint64 holdMs = 10000; // after a growth that did not pay
 constexpr qint64 ceilingMs = 30000; // a server that was full is asked again after this
+constexpr qint64 lostMs = 2000; // before one that was lost is made again beside others
 constexpr double worthIt = 1.15; // gain in throughput for which more connections are kept
 constexpr double goodGain = 2.5; // of a fourfold number: then fourfold again
 constexpr double taskWeight = 64 << 10; // bytes; what a task counts beside its contents
@@ -116,12 +117,22 @@ void ConnectionTuner::setWanted(int wanted, const Reading &reading)
 
 void ConnectionTuner::refused(int held, qint64 nowMs)
 {
+    hold(held, nowMs + ceilingMs);
+}
+
+void ConnectionTuner::lost(int held, qint64 nowMs)
+{
+    hold(held, nowMs + lostMs);
+}
+
+void ConnectionTuner::hold(int held, qint64 untilMs)
+{
     m_ceiling = std::max(1, held);
-    m_ceilingUntilMs = nowMs + ceilingMs;
+    m_ceilingUntilMs = untilMs;
     m_wanted = std::min(m_wanted, m_ceiling);
     m_isMeasuring = false;
     m_isGrowing = false;
-    m_holdUntilMs = nowMs + ceilingMs;
+    m_holdUntilMs = untilMs;
 }
 
 } // namespace VESK::Host

@@ -33,8 +33,11 @@ public:
 
     /// The server took no more than `held`.
     void refused(int held, qint64 nowMs);
+    /// `held` are left after one was lost and could not be made again.
+    void lost(int held, qint64 nowMs);
 
 private:
+    void hold(int held, qint64 untilMs);
     void begin(const Reading &reading);
     void evaluate(const Reading &reading);
     void setWanted(int wanted, const Reading &reading);

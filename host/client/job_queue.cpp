@@ -1,5 +1,7 @@
 #include "host/client/job_queue.h"
 
+#include <algorithm>
+
 namespace VESK::Host
 {
 
@@ -28,14 +30,35 @@ void JobQueue::push(Work work)
 std::optional<JobQueue::Work> JobQueue::take()
 {
     std::unique_lock<std::mutex> lock(m_mutex);
-    m_changed.wait(lock, [this] { return !m_works.empty() || (m_isClosed && isIdle()); });
-    if (m_works.empty())
-        return std::nullopt;
-    Work work = std::move(m_works.front());
-    m_works.pop_front();
+    Works::iterator next;
+    while ((next = firstDue()) == m_works.end()) {
+        if (m_isClosed && isIdle())
+            return std::nullopt;
+        wait(lock);
+    }
+    Work work = std::move(*next);
+    m_works.erase(next);
     ++m_out;
     m_changed.notify_all();
     return work;
+}
+
+// Under the lock.
+JobQueue::Works::iterator JobQueue::firstDue()
+{
+    const Clock::time_point now = Clock::now();
+    return std::find_if(m_works.begin(), m_works.end(),
+                        [&](const Work &work) { return m_isHurried || work.due <= now; });
+}
+
+// For a change, or until a task is due.
+void JobQueue::wait(std::unique_lock<std::mutex> &lock)
+{
+    if (m_works.empty())
+        return m_changed.wait(lock);
+    const auto isEarlier = [](const Work &one, const Work &other) { return one.due < other.due; };
+    const Clock::time_point due = std::min_element(m_works.begin(), m_works.end(), isEarlier)->due;
+    (void)m_changed.wait_until(lock, due); // the caller looks what it was
 }
 
 void JobQueue::done(const Work &work)
@@ -51,6 +74,13 @@ void JobQueue::putBack(Work work)
     const std::lock_guard<std::mutex> lock(m_mutex);
     --m_out;
     m_works.push_front(std::move(work));
+    m_changed.notify_all();
+}
+
+void JobQueue::hurry()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_isHurried = true;
     m_changed.notify_all();
 }
 

@@ -4,6 +4,7 @@
 
 #include <QtCore/QSet>
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -19,9 +20,13 @@ namespace VESK::Host
 class JobQueue
 {
 public:
+    using Clock = std::chrono::steady_clock;
+
     struct Work {
         TaskJob job;
         std::function<void(const TaskEnd &)> ended; ///< called once, on the thread that ran it
+        TaskAttempts attempts = {};
+        Clock::time_point due = {}; ///< not taken before
     };
 
     explicit JobQueue(std::size_t capacity)
@@ -32,13 +37,16 @@ public:
     /// Waits while the queue is full, and while a task for the same target is in it or out.
     void push(Work work);
 
-    /// The next task, which is out from now on until `done` or `putBack`. Waits for one; nothing when the
-    /// queue is closed and no task is in it or out.
+    /// The next task that is due, which is out from now on until `done` or `putBack`. Waits for one; nothing
+    /// when the queue is closed and no task is in it or out.
     std::optional<Work> take();
 
     void done(const Work &work);
-    /// Returns a task that was not begun; it is the next to be taken.
+    /// Returns a task that has not ended; once it is due, it is the next to be taken.
     void putBack(Work work);
+
+    /// From now on all tasks are due.
+    void hurry();
 
     /// No task will be pushed any more.
     void close();
@@ -50,15 +58,20 @@ public:
     std::size_t out() const;
 
 private:
+    using Works = std::deque<Work>;
+
     bool isIdle() const { return m_works.empty() && m_out == 0; }
+    Works::iterator firstDue();
+    void wait(std::unique_lock<std::mutex> &lock);
 
     const std::size_t m_capacity;
     mutable std::mutex m_mutex; // guards the rest
     std::condition_variable m_changed;
-    std::deque<Work> m_works;
+    Works m_works;
     QSet<QString> m_targets; // of the tasks in it and out
     std::size_t m_out = 0;
     bool m_isClosed = false;
+    bool m_isHurried = false;
 };
 
 } // namespace VESK::Host

@@ -1,5 +1,7 @@
 #include "host/client/server_link.h"
 
+#include <utility>
+
 namespace VESK::Host
 {
 
@@ -24,15 +26,23 @@ void ServerLink::noteConnected()
 bool ServerLink::mayTellOutage(const void *session)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    m_isOutage = true;
     if (!m_speaker)
         m_speaker = session;
     return m_speaker == session;
+}
+
+bool ServerLink::beginOutage()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return !std::exchange(m_isOutage, true);
 }
 
 void ServerLink::endOutage()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_speaker = nullptr;
+    m_isOutage = false;
 }
 
 } // namespace VESK::Host

@@ -30,8 +30,11 @@ public:
     /// Did a connection ever take tasks?
     bool wasReached() const { return m_wasReached; }
 
-    /// May this session tell that the server is away? The first that asks may, until `endOutage`.
+    /// May this session, which waits for the server, tell that it is away? The first that asks may, until
+    /// `endOutage`.
     bool mayTellOutage(const void *session);
+    /// Something was lost while other sessions have connections. Is that the first sign of an outage?
+    bool beginOutage();
     /// Something arrived: the next outage is another one.
     void endOutage();
 
@@ -41,8 +44,9 @@ private:
     const AddressFamily m_family;
     std::atomic<bool> m_wasReached{false};
     std::atomic<int> m_connected{0};
-    std::mutex m_mutex; // guards m_speaker
-    const void *m_speaker = nullptr;
+    std::mutex m_mutex; // guards the rest
+    const void *m_speaker = nullptr; // of an outage
+    bool m_isOutage = false;
 };
 
 } // namespace VESK::Host

@@ -21,6 +21,7 @@ using Result = TaskOutcome::Result;
 
 constexpr int deliverySeconds = 3; // for the last message to reach the server
 constexpr double longestWaitSeconds = 30;
+constexpr double lookSeconds = 0.1; // between looks at the other sessions
 constexpr int answerLimitMs = 12000; // the server may first have to see that an upload is dead
 constexpr int fruitlessLimit = 3; // tasks that the server cut off without a byte of progress
 
@@ -39,7 +40,7 @@ Session::Session(const ClientContext &context)
 {
 }
 
-Session::Session(const ClientContext &context, ServerLink &link, std::function<bool()> mayResign)
+Session::Session(const ClientContext &context, ServerLink &link, Resign mayResign)
     : m_context(context)
     , m_link(&link)
     , m_mayResign(std::move(mayResign))
@@ -67,19 +68,26 @@ void Session::use(const RemoteAddress &remote)
 
 TaskEnd Session::run(const TaskJob &job)
 {
-    m_attempts = Attempts();
+    TaskAttempts attempts;
+    return run(job, &attempts);
+}
+
+TaskEnd Session::run(const TaskJob &job, TaskAttempts *attempts)
+{
+    m_attempts = attempts;
     TaskEnd end;
     Step step = Step::Again;
     while (step == Step::Again && ensureConnected(job, &end)) {
         end.outcome = m_runner.run(job, m_socket.id());
-        end.movedBytes += end.outcome.moved;
-        if (m_attempts.firstBegin < 0)
-            m_attempts.firstBegin = end.outcome.begin;
+        m_attempts->movedBytes += end.outcome.moved;
+        if (m_attempts->firstBegin < 0)
+            m_attempts->firstBegin = end.outcome.begin;
         if (!end.outcome.connectionIsUsable)
             drop(end.outcome);
         step = settle(job, &end);
     }
-    end.resumedBytes = qMax<qint64>(0, m_attempts.firstBegin);
+    end.movedBytes = m_attempts->movedBytes;
+    end.resumedBytes = qMax<qint64>(0, m_attempts->firstBegin);
     return end;
 }
 
@@ -96,7 +104,7 @@ bool Session::ensureConnected(const TaskJob &job, TaskEnd *end)
             takeConnection();
             return true;
         }
-        if (m_context.interruption.isRaised() || !settleNoConnection(job, failure, end))
+        if (m_context.interruption.isRaised() || settleNoConnection(job, failure, end) == Step::End)
             return false;
     }
     return true;
@@ -118,26 +126,18 @@ bool Session::connect(GreetingFailure *failure)
     return false;
 }
 
-// True after a wait, when it is worth another try.
-bool Session::settleNoConnection(const TaskJob &job, const GreetingFailure &failure, TaskEnd *end)
+Session::Step Session::settleNoConnection(const TaskJob &job, const GreetingFailure &failure, TaskEnd *end)
 {
-    if (!m_wasConnected && m_mayResign && m_mayResign()) {
-        end->kind = TaskEnd::Kind::NotTaken;
-        return false;
-    }
-    end->serverIsAway = true;
+    const bool isFull = failure.isFull || !m_wasConnected;
+    if ((isFull || othersAreConnected()) && resign(isFull ? Obstacle::Full : Obstacle::Lost, end))
+        return Step::End;
     const bool isFinal = !failure.mayRepeat || (!m_link->wasReached() && !failure.isFull);
-    if (isFinal) {
-        (void)fail(failure.failure, end); // that ends it
-        return false;
-    }
-    if (!waitBeforeRetry(failure.failure.what)) {
-        if (!m_context.interruption.isRaised())
-            (void)fail(failure.isFull ? failure.failure : lostFailure(job, end->movedBytes), end); // as above
-        return false;
-    }
-    end->serverIsAway = false;
-    return true;
+    const Step step = isFinal
+        ? fail(failure.failure, end)
+        : retry(failure.failure.what,
+                failure.isFull ? failure.failure : lostFailure(job, m_attempts->movedBytes), end);
+    end->serverIsAway = end->kind == TaskEnd::Kind::Failed && step == Step::End;
+    return step;
 }
 
 // A downloading client has just told the server that the file was not right.
@@ -165,11 +165,11 @@ Session::Step Session::settle(const TaskJob &job, TaskEnd *end)
     case Result::Refused:
         return settleRefusal(job, end);
     case Result::VerifyFailed:
-        if (m_attempts.verifyFailed)
+        if (m_attempts->verifyFailed)
             break;
-        m_attempts.verifyFailed = true;
-        m_attempts.firstBegin = -1; // the receiver has dropped what was there
-        m_context.display.print(verifyWarning(job));
+        m_attempts->verifyFailed = true;
+        m_attempts->firstBegin = -1; // the receiver has dropped what was there
+        m_context.display.note(verifyWarning(job));
         return Step::Again;
     case Result::LocalFile:
     case Result::ServerFile:
@@ -190,18 +190,15 @@ Session::Step Session::settleRefusal(const TaskJob &job, TaskEnd *end)
     }
     if (outcome.errorType == ErrorType::tooManyConnections()) {
         closeConnection();
-        if (m_mayResign && m_mayResign()) {
-            end->kind = TaskEnd::Kind::NotTaken;
+        if (resign(Obstacle::Full, end))
             return Step::End;
-        }
-        if (waitBeforeRetry(QStringLiteral("%1: the server takes no further connection").arg(job.shownName)))
-            return Step::Again;
+        return retry(QStringLiteral("%1: the server takes no further connection").arg(job.shownName),
+                     taskFailure(job, outcome), end);
     }
     // After a lost connection the busy one may be ourselves.
-    if (outcome.errorType == ErrorType::busy() && m_attempts.failures > 0
-        && waitBeforeRetry(
-            QStringLiteral("%1: the server is still busy with the lost attempt").arg(job.shownName)))
-        return Step::Again;
+    if (outcome.errorType == ErrorType::busy() && m_attempts->failures > 0)
+        return retry(QStringLiteral("%1: the server is still busy with the lost attempt").arg(job.shownName),
+                     taskFailure(job, outcome), end);
     if (m_context.interruption.isRaised()) {
         end->kind = TaskEnd::Kind::Interrupted;
         return Step::End;
@@ -215,21 +212,17 @@ Session::Step Session::settleLoss(const TaskJob &job, TaskEnd *end)
         return fail(brokenListingFailure(job), end);
     m_context.meter.addLoss();
     const TaskOutcome &outcome = end->outcome;
-    m_attempts.withoutProgress = outcome.moved > 0 ? 0 : m_attempts.withoutProgress + 1;
+    m_attempts->withoutProgress = outcome.moved > 0 ? 0 : m_attempts->withoutProgress + 1;
     if (outcome.moved > 0) {
-        m_attempts.failures = 0;
+        m_attempts->failures = 0;
         m_link->endOutage();
     }
-    if (m_attempts.withoutProgress >= fruitlessLimit)
+    if (m_attempts->withoutProgress >= fruitlessLimit)
         return fail(cutOffFailure(job, fruitlessLimit), end);
     const QString why =
         outcome.detail.isEmpty() ? QStringLiteral("no reason known") : escaped(outcome.detail);
-    if (waitBeforeRetry(QStringLiteral("%1: the connection was lost (%2)").arg(job.shownName, why)))
-        return Step::Again;
-    if (!m_context.interruption.isRaised())
-        return fail(lostFailure(job, end->movedBytes), end);
-    end->kind = TaskEnd::Kind::Interrupted;
-    return Step::End;
+    return retry(QStringLiteral("%1: the connection was lost (%2)").arg(job.shownName, why),
+                 lostFailure(job, m_attempts->movedBytes), end);
 }
 
 Session::Step Session::fail(const Failure &failure, TaskEnd *end)
@@ -239,19 +232,68 @@ Session::Step Session::fail(const Failure &failure, TaskEnd *end)
     return Step::End;
 }
 
-// False when the retries are used up or the run was stopped.
-bool Session::waitBeforeRetry(const QString &what)
+// Another attempt after a wait; when the retries are used up, the failure is `otherwise`.
+Session::Step Session::retry(const QString &what, const Failure &otherwise, TaskEnd *end)
 {
-    const int retries = m_context.settings.retries;
-    if (m_attempts.failures >= retries)
+    if (m_context.interruption.isRaised()) {
+        end->kind = TaskEnd::Kind::Interrupted;
+        return Step::End;
+    }
+    if (m_attempts->failures >= m_context.settings.retries)
+        return fail(otherwise, end);
+    const double seconds = waitSeconds(m_context.settings.retryWaitSeconds, m_attempts->failures);
+    ++m_attempts->failures;
+    if (!othersAreConnected()) {
+        if (m_link->mayTellOutage(this))
+            warnOfRetry(what, seconds);
+        return waitAlone(seconds, end);
+    }
+    if (m_link->beginOutage())
+        warnOfRetry(what, seconds);
+    return defer(seconds, end);
+}
+
+// Leaves the task to any session that has nothing to do then.
+Session::Step Session::defer(double seconds, TaskEnd *end)
+{
+    end->kind = TaskEnd::Kind::Deferred;
+    end->againInSeconds = seconds;
+    return Step::End;
+}
+
+bool Session::resign(Obstacle obstacle, TaskEnd *end)
+{
+    if (!m_mayResign || !m_mayResign(obstacle))
         return false;
-    const double seconds = waitSeconds(m_context.settings.retryWaitSeconds, m_attempts.failures);
-    ++m_attempts.failures;
-    if (m_link->mayTellOutage(this))
-        m_context.display.print(QStringLiteral("warning: %1. Trying again in %2 (%3 of %4).\n")
-                                    .arg(what, durationText(seconds), QString::number(m_attempts.failures),
-                                         QString::number(retries)));
-    return m_context.interruption.wait(seconds);
+    end->kind = TaskEnd::Kind::NotTaken;
+    return true;
+}
+
+// One of several may be connected itself.
+bool Session::othersAreConnected() const
+{
+    return m_mayResign && m_link->connected() > 0;
+}
+
+void Session::warnOfRetry(const QString &what, double seconds)
+{
+    m_context.display.note(QStringLiteral("warning: %1. Trying again in %2 (%3 of %4).\n")
+                               .arg(what, durationText(seconds), QString::number(m_attempts->failures),
+                                    QString::number(m_context.settings.retries)));
+}
+
+// Nobody has a connection. The first that gets one may do the task.
+Session::Step Session::waitAlone(double seconds, TaskEnd *end)
+{
+    for (double left = seconds; left > 0; left -= lookSeconds) {
+        if (!m_context.interruption.wait(std::min(left, lookSeconds))) {
+            end->kind = TaskEnd::Kind::Interrupted;
+            return Step::End;
+        }
+        if (othersAreConnected())
+            return defer(0, end);
+    }
+    return Step::Again;
 }
 
 // The server's host answers this one itself, always with an error type: the handler knows no such word.

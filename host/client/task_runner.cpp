@@ -7,10 +7,13 @@
 #include "host/text.h"
 #include "host/version.h"
 
+#include "vesk_base/message_channel.h"
+#include "vesk_base/message_kind.h"
 #include "vesk_base/paths.h"
 
 #include <QtCore/QFileInfo>
 
+#include <chrono>
 #include <mutex>
 #include <optional>
 
@@ -92,6 +95,19 @@ void configure(VeskBase &handler, const TaskJob &job, UDTSOCKET socket, const Ta
     (void)handler.setParams(pathParams(job)); // as above
 }
 
+// What a server has said that turned us away while the task was made ready; a large file is read for minutes.
+QString partingWord(UDTSOCKET socket)
+{
+    constexpr int longest = 64 << 10; // bytes
+    constexpr std::chrono::milliseconds patience(100); // it is here, or will not come
+    MessageChannel channel(socket);
+    channel.limit(longest, std::chrono::steady_clock::now() + patience);
+    QString answer;
+    if (!channel.recv(number(MessageKind::TaskParamAck), answer))
+        return QString();
+    return VeskBase::unSerializeParam(answer).value(QStringLiteral("errorType"));
+}
+
 CounterReading readTask(const TaskJob &job, const TaskCounters &counters, UDTSOCKET socket,
                         const QString &partial)
 {
@@ -162,6 +178,8 @@ TaskOutcome TaskRunner::run(const TaskJob &job, UDTSOCKET socket)
             m_monitor, {job.shownName, socket, read, m_context.settings.stallSeconds, giveUp});
         facts.succeeded = handler->process();
         facts.lastLogError = log.lastError();
+        if (facts.lastLogError == QLatin1String("send TaskParam failed."))
+            facts.partingWord = partingWord(socket);
         facts.reading = read();
         facts.connectionIsUp = UDT::getsockstate(socket) == CONNECTED;
     }

@@ -65,7 +65,7 @@ Result resultOf(const TaskFacts &facts)
         return Result::Interrupted;
     if (!facts.gaveUpBecause.isEmpty())
         return Result::Lost;
-    if (facts.lastLogError == QLatin1String("TaskParam Nak."))
+    if (facts.lastLogError == QLatin1String("TaskParam Nak.") || !facts.partingWord.isEmpty())
         return Result::Refused;
     if (facts.operation == Operation::Upload)
         return uploadResult(facts);
@@ -99,7 +99,8 @@ TaskOutcome judge(const TaskFacts &facts)
 {
     TaskOutcome outcome;
     outcome.result = resultOf(facts);
-    outcome.errorType = outcome.result == Result::Refused ? facts.lastError : QString();
+    if (outcome.result == Result::Refused)
+        outcome.errorType = facts.partingWord.isEmpty() ? facts.lastError : facts.partingWord;
     if (outcome.result == Result::Refused && facts.lastLogError.startsWith(QLatin1String("server file [")))
         outcome.errorType = QStringLiteral("FileNotExist");
     outcome.detail = facts.gaveUpBecause.isEmpty() ? facts.lastLogError : facts.gaveUpBecause;

@@ -16,6 +16,7 @@ struct TaskFacts {
     QString gaveUpBecause; ///< the monitor's words; empty when it did not give up
     QString lastError; ///< the handler's
     QString lastLogError; ///< last line of level "error", without the operation's name
+    QString partingWord; ///< errorType of what a server said that had left before it was asked; may be empty
     QString begin; ///< transferBeginSize, empty when not reached
     QString end; ///< transferEndSize, empty when not reached
     CounterReading reading; ///< when it ended, or was stopped

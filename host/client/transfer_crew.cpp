@@ -59,6 +59,7 @@ TransferCrew::TransferCrew(const ClientContext &context, Connector &connector, c
     : m_context(context)
     , m_link(connector, server, context.settings.family)
     , m_queue(queueCapacity)
+    , m_hurry(context.interruption, [this] { m_queue.hurry(); })
     , m_rate(context.settings.rateLimit)
     , m_tuner(connectionLimit(context.settings))
     , m_governor([this] { govern(); })
@@ -81,7 +82,7 @@ TransferCrew::~TransferCrew()
 
 void TransferCrew::submit(TaskJob job, Ended ended)
 {
-    m_queue.push({std::move(job), std::move(ended)});
+    m_queue.push({std::move(job), std::move(ended), {}, {}});
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_workers == 0)
         addWorker();
@@ -104,15 +105,20 @@ void TransferCrew::addWorker()
 
 void TransferCrew::work()
 {
-    Session session(m_context, m_link, [this] { return resign(); });
+    Session session(m_context, m_link, [this](Session::Obstacle obstacle) { return resign(obstacle); });
     while (mayStay()) {
         std::optional<JobQueue::Work> work = m_queue.take();
         if (!work)
             return;
-        const TaskEnd end = runOnce(session, work->job);
-        if (end.kind == TaskEnd::Kind::NotTaken) {
+        const TaskEnd end = runOnce(session, *work);
+        if (end.kind == TaskEnd::Kind::Deferred)
+            work->due = JobQueue::Clock::now()
+                + std::chrono::milliseconds(static_cast<qint64>(end.againInSeconds * 1000));
+        if (end.kind == TaskEnd::Kind::Deferred || end.kind == TaskEnd::Kind::NotTaken) {
             m_queue.putBack(std::move(*work));
-            return;
+            if (end.kind == TaskEnd::Kind::NotTaken)
+                return;
+            continue;
         }
         work->ended(end);
         m_context.meter.addTask();
@@ -120,7 +126,7 @@ void TransferCrew::work()
     }
 }
 
-TaskEnd TransferCrew::runOnce(Session &session, TaskJob job)
+TaskEnd TransferCrew::runOnce(Session &session, JobQueue::Work &work)
 {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -133,25 +139,30 @@ TaskEnd TransferCrew::runOnce(Session &session, TaskJob job)
         }
     }
     const int expected = static_cast<int>(m_queue.waiting() + m_queue.out());
-    job.rateLimit = m_rate.take(qMin(expected, connectionLimit(m_context.settings)));
-    const TaskEnd end = session.run(job);
-    m_rate.giveBack(job.rateLimit);
+    work.job.rateLimit = m_rate.take(qMin(expected, connectionLimit(m_context.settings)));
+    const TaskEnd end = session.run(work.job, &work.attempts);
+    m_rate.giveBack(work.job.rateLimit);
     if (end.kind == TaskEnd::Kind::Failed && end.serverIsAway) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_isAway = true;
         m_awayFailure = end.failure;
+        m_queue.hurry(); // to the same end
     }
     return end;
 }
 
 // Asked by a session that gets no connection: another one has its task done.
-bool TransferCrew::resign()
+bool TransferCrew::resign(Session::Obstacle obstacle)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_workers <= 1)
         return false;
     --m_workers;
-    m_tuner.refused(m_workers, m_context.meter.elapsedMs());
+    const qint64 nowMs = m_context.meter.elapsedMs();
+    if (obstacle == Session::Obstacle::Full)
+        m_tuner.refused(m_workers, nowMs);
+    else
+        m_tuner.lost(m_workers, nowMs);
     m_wanted = qMin(m_wanted, m_workers);
     return true;
 }

@@ -46,8 +46,8 @@ public:
 
 private:
     void work();
-    TaskEnd runOnce(Session &session, TaskJob job);
-    bool resign();
+    TaskEnd runOnce(Session &session, JobQueue::Work &work);
+    bool resign(Session::Obstacle obstacle);
     bool mayStay();
     void addWorker();
     void govern();
@@ -56,6 +56,7 @@ private:
     const ClientContext m_context;
     ServerLink m_link;
     JobQueue m_queue;
+    const Interruption::StopAction m_hurry; // tasks that wait for another attempt end at once
     RateBudget m_rate;
 
     std::mutex m_mutex; // guards all below but the governor

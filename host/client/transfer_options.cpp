@@ -31,7 +31,8 @@ void addChoiceOptions(CLI::App &command, TransferOptions &options)
 {
     command.add_option("--existing", options.existing, "files that are there: update, skip or fail")
         ->check(CLI::IsMember({"update", "skip", "fail"}))
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("RULE");
     command.add_option("--exclude", options.excludes, "leave out what matches; the first rule counts")
         ->allow_extra_args(false)
         ->type_name("PATTERN");
@@ -48,7 +49,8 @@ void addChoiceOptions(CLI::App &command, TransferOptions &options)
 void addLimitOptions(CLI::App &command, TransferOptions &options)
 {
     command.add_option("--limit-rate", options.limitRate, "bytes per second over all connections: 500k, 10M")
-        ->check(CLI::Validator(checkBytes, "BYTES"));
+        ->check(CLI::Validator(checkBytes, "BYTES"))
+        ->type_name("RATE");
     command.add_option("--max-bytes", options.maxBytes, "stop when so much was moved: 10G; exit code 11")
         ->check(CLI::Validator(checkBytes, "BYTES"));
     command.add_option("--max-time", options.maxSeconds, "stop after so long: 90, 10m, 2h; exit code 11")
@@ -65,7 +67,8 @@ void addRunOptions(CLI::App &command, TransferOptions &options)
 {
     command.add_option("-j,--jobs", options.jobs, "connections side by side, or auto: as many as help")
         ->check(CLI::Validator(checkJobs, "N"))
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("N|auto");
     addChoiceOptions(command, options);
     addLimitOptions(command, options);
 }

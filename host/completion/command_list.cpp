@@ -27,6 +27,8 @@ CompletedOption describe(const CLI::Option &option)
     result.choices = choicesOf(option);
     if (!result.choices.empty())
         result.completion = Completion::Choices;
+    else if (holds(result.value, "=")) // a path behind something else is none for the shell
+        result.completion = Completion::Nothing;
     else if (holds(result.value, "FILE") || holds(result.value, "SOURCE") || holds(result.value, "PATH"))
         result.completion = Completion::Files;
     else if (holds(result.value, "DIR"))

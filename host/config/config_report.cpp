@@ -215,8 +215,10 @@ void reportCheck(const ConfigFile &file, const QString &path, const std::vector<
             writeEventLine(QStringLiteral("error"), {{QStringLiteral("what"), problem.what}});
     }
     if (isJson) {
+        const ExitCode code = lines.isEmpty() ? ExitCode::Success : ExitCode::Usage;
         writeEventLine(QStringLiteral("summary"),
-                       {{QStringLiteral("faults"), lines.size()},
+                       {{QStringLiteral("exitCode"), number(code)},
+                        {QStringLiteral("faults"), lines.size()},
                         {QStringLiteral("file"), path},
                         {QStringLiteral("exists"), !file.path.isEmpty()}});
         return;

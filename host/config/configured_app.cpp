@@ -5,6 +5,7 @@
 #include "host/config/config_location.h"
 #include "host/config/effective_setting.h"
 #include "host/config/setting_value.h"
+#include "host/event_writer.h"
 #include "host/text.h"
 
 #include <algorithm>
@@ -181,6 +182,9 @@ void ConfiguredApp::pre_callback()
     }
     apply(settingsOf(*this, ""), file, remote);
     apply(settings, file, remote);
+    const CLI::Option *json = givenCommand(*this)->get_option_no_throw("--json");
+    if (json && json->count() > 0 && json->as<bool>())
+        wantEvents();
     checkRequirements();
 }
 

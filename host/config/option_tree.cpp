@@ -57,15 +57,32 @@ std::string longNameOf(const CLI::Option &option, const std::string &section)
 // These, as a type or as the name of a check, are numbers, some of which may have a unit.
 const std::set<std::string> &numberTypes()
 {
-    static const std::set<std::string> types = {"INT", "UINT", "FLOAT", "N", "BYTES", "RATE", "SIZE", "TIME"};
+    static const std::set<std::string> types = {"INT",   "UINT", "FLOAT", "N",   "N|auto",
+                                                "BYTES", "RATE", "SIZE",  "TIME"};
     return types;
+}
+
+// The parts of "TYPE:CHECK:..."; a colon in brackets belongs to a type, as in ADDRESS[:PORT].
+std::vector<std::string> typeParts(const std::string &name)
+{
+    std::vector<std::string> parts(1);
+    int depth = 0;
+    for (const char letter : name) {
+        depth += letter == '[' ? 1 : 0;
+        depth -= letter == ']' ? 1 : 0;
+        if (letter == ':' && depth == 0)
+            parts.emplace_back();
+        else
+            parts.back() += letter;
+    }
+    return parts;
 }
 
 std::string typeOf(const CLI::Option &option)
 {
-    const std::vector<std::string> parts = CLI::detail::split(option.get_type_name(), ':'); // TYPE:CHECK:...
+    const std::vector<std::string> parts = typeParts(option.get_type_name());
     const bool isCheckedNumber = parts.size() > 1 && parts[0] == "TEXT" && numberTypes().count(parts[1]) != 0;
-    return parts.empty() ? std::string() : parts[isCheckedNumber ? 1 : 0];
+    return parts[isCheckedNumber ? 1 : 0];
 }
 
 } // namespace

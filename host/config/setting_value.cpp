@@ -111,6 +111,15 @@ SettingValues valuesFromVariable(const CLI::Option &option, const std::string &t
     return result;
 }
 
+bool isTrue(const std::string &text)
+{
+    try {
+        return CLI::detail::to_flag_value(text) > 0;
+    } catch (const std::exception &) {
+        return false;
+    }
+}
+
 QString assign(CLI::Option &option, const std::vector<std::string> &values)
 {
     if (values.empty())

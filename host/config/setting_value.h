@@ -24,6 +24,9 @@ SettingValues valuesFromConfig(const CLI::Option &option, const ConfigValue &val
 /// they are separated by commas, flags take true, false, yes, no, on, off, 1 and 0.
 SettingValues valuesFromVariable(const CLI::Option &option, const std::string &text);
 
+/// Is that what a variable of the environment holds which sets a flag?
+bool isTrue(const std::string &text);
+
 /// Gives the option these values instead of those it has, as if they stood on the command line. The
 /// sentence that says why it does not take them; empty when it did.
 QString assign(CLI::Option &option, const std::vector<std::string> &values);

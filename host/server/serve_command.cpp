@@ -150,26 +150,32 @@ void addServeCommand(CLI::App &app, const GlobalOptions &global, int &exitCode)
         "Serves directories as shares, to those who have its token. What to do on the other "
         "machine is printed at the start.");
     command->add_option("DIR", options->directory, "a directory to serve; its share bears its name");
-    command->add_option("--name", options->name, "another name for the share of DIR");
+    command->add_option("--name", options->name, "another name for the share of DIR")->type_name("NAME");
     command
         ->add_option("--share", options->shares,
                      "NAME=DIR, with :r, :w or :rw behind it: what clients may do (default: both)")
+        ->type_name("NAME=DIR[:RIGHTS]")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     command->add_option("--listen", options->listen, "address and UDP port; port 0 takes a free one")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("ADDRESS[:PORT]");
     command
         ->add_option("--auth", options->auth,
                      "who may connect: those who know the token, or (\"none\") whoever reaches the port")
         ->check(CLI::IsMember({"token", "none"}))
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("METHOD");
     command
         ->add_option("--token-file", options->tokenFile,
                      "where the token is; made when missing (default: ~/.config/vesk/token)")
         ->type_name("FILE");
-    command->add_option("--file-mode", options->fileMode, "mode of received files")->capture_default_str();
+    command->add_option("--file-mode", options->fileMode, "mode of received files")
+        ->capture_default_str()
+        ->type_name("MODE");
     command->add_option("--dir-mode", options->dirMode, "mode of directories that uploads go to")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("MODE");
     command->add_option("--max-connections", options->maxConnections, "connections at a time")
         ->check(CLI::Range(1, 10000))
         ->capture_default_str();

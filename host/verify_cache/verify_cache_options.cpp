@@ -15,8 +15,10 @@ void addVerifyCacheOptions(CLI::App &command, VerifyCacheOptions &options)
 {
     command.add_flag("--no-verify-cache", options.isOff,
                      "read every file that is to be verified, also those known from earlier runs");
-    command.add_option("--verify-cache", options.file,
-                       "file that keeps verification values (default: verify.sqlite in ~/.cache/vesk)");
+    command
+        .add_option("--verify-cache", options.file,
+                    "keeps verification values (default: verify.sqlite in ~/.cache/vesk)")
+        ->type_name("FILE");
 }
 
 QString defaultVerifyCachePath()

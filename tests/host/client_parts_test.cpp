@@ -140,6 +140,17 @@ TEST(DownloadVerdictTest, NamesTheFailuresByTheHandlersWords)
         EXPECT_EQ(judge(download(line)).result, Result::LocalFile) << line;
 }
 
+TEST(DownloadVerdictTest, HeedsWhatAServerSaidBeforeItLeft)
+{
+    TaskFacts facts = download("send TaskParam failed.");
+    EXPECT_EQ(judge(facts).result, Result::Lost);
+    facts.partingWord = ErrorType::tooManyConnections();
+    facts.connectionIsUp = false;
+    EXPECT_EQ(judge(facts).result, Result::Refused);
+    EXPECT_EQ(judge(facts).errorType, ErrorType::tooManyConnections());
+    EXPECT_FALSE(judge(facts).connectionIsUsable);
+}
+
 TEST(DownloadVerdictTest, ClosesAConnectionOnWhichDataMayStillCome)
 {
     EXPECT_FALSE(judge(download("mkdir /a failed.")).connectionIsUsable);

@@ -241,6 +241,37 @@ TEST_F(ConfigTest, ChecksFileAndEnvironment)
     EXPECT_EQ(QJsonDocument::fromJson(lines[0].toUtf8()).object()["line"], 2);
     EXPECT_EQ(QJsonDocument::fromJson(lines[1].toUtf8()).object()["line"], 3);
     EXPECT_EQ(QJsonDocument::fromJson(lines[2].toUtf8()).object()["faults"], 2);
+    EXPECT_EQ(QJsonDocument::fromJson(lines[2].toUtf8()).object()["exitCode"], usage);
+    configure("");
+    EXPECT_EQ(run({"config", "check", "--json"}), 0);
+    EXPECT_EQ(QJsonDocument::fromJson(m_out.toUtf8()).object()["exitCode"], 0);
+}
+
+TEST_F(ConfigTest, TellsWrongUseInEventsHoweverTheyWereAskedFor)
+{
+    const auto eventOfLine = [this](int number) {
+        return QJsonDocument::fromJson(m_out.section('\n', number, number).toUtf8())
+            .object()["event"]
+            .toString();
+    };
+    const QStringList unknownOption = {"put", m_file, "127.0.0.1:in", "--absent"};
+    const QStringList noTarget = {"put", m_file};
+    const auto expectEvents = [&](const QString &how) {
+        EXPECT_EQ(eventOfLine(0), "error") << how.toStdString();
+        EXPECT_EQ(eventOfLine(1), "summary") << how.toStdString();
+    };
+    configure("");
+    for (const QStringList &arguments : {unknownOption, noTarget}) {
+        EXPECT_EQ(run(arguments + QStringList{"--json"}), usage);
+        expectEvents("the option");
+        EXPECT_EQ(run(arguments, {"VESK_JSON=1"}), usage);
+        expectEvents("the variable");
+        EXPECT_EQ(run(arguments, {"VESK_JSON=false"}), usage);
+        EXPECT_EQ(m_out, QString());
+    }
+    configure("[client]\njson = true\n");
+    EXPECT_EQ(run(noTarget), usage);
+    expectEvents("the configuration");
 }
 
 TEST_F(ConfigTest, HasAVariableAndAKeyForEveryOptionOfEveryVerb)

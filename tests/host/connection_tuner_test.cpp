@@ -127,6 +127,18 @@ TEST(ConnectionTunerTest, StopsWhereTheServerTakesNoMore)
     EXPECT_GT(run.after(60), 5) << "others may have left";
 }
 
+TEST(ConnectionTunerTest, SoonReplacesTheOnesThatWereLost)
+{
+    ConnectionTuner tuner(8);
+    ScriptedRun run(tuner, smallFiles);
+    run.reading().connected = 1;
+    run.reading().waiting = 1000;
+    (void)run.after(5);
+    tuner.lost(6, run.reading().nowMs);
+    EXPECT_EQ(run.after(1), 6);
+    EXPECT_EQ(run.after(2), 8);
+}
+
 TEST(ConnectionTunerTest, ShrinksWhenMemoryIsShort)
 {
     ConnectionTuner tuner(0);

@@ -71,6 +71,26 @@ TEST(Help, OfAVerbIsTheSameInBothSpellings)
     }
 }
 
+TEST(Help, SaysWhatEachOptionTakes)
+{
+    for (const QString &verb : verbs()) {
+        Program help({"help", verb, "--all"});
+        EXPECT_EQ(help.waitForEnd(), 0);
+        static const QRegularExpression unsaid("^  .*--[a-z0-9-]+ (TEXT|INT|UINT|FLOAT)\\b.*$",
+                                               QRegularExpression::MultilineOption);
+        EXPECT_EQ(unsaid.match(help.out()).captured(), QString()) << verb.toStdString();
+    }
+    Program serve({"help", "serve", "--all"});
+    EXPECT_EQ(serve.waitForEnd(), 0);
+    for (const char *option : {"--listen ADDRESS[:PORT]", "--share NAME=DIR[:RIGHTS]", "--auth METHOD"})
+        EXPECT_TRUE(serve.out().contains(option)) << option;
+    Program put({"help", "put", "--all"});
+    EXPECT_EQ(put.waitForEnd(), 0);
+    for (const char *option :
+         {"--jobs N|auto", "--existing RULE", "--limit-rate RATE", "--verify-cache FILE"})
+        EXPECT_TRUE(put.out().contains(option)) << option;
+}
+
 TEST(Help, NamesTheOptionsThatItDoesNotExplain)
 {
     Program shortPage({"help", "put"});

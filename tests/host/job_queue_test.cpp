@@ -19,7 +19,7 @@ JobQueue::Work work(const char *name)
 {
     TaskJob job;
     job.fileName = QString::fromUtf8(name);
-    return {job, [](const TaskEnd &) {}};
+    return {job, [](const TaskEnd &) {}, {}, {}};
 }
 
 std::future<void> push(JobQueue &queue, const char *name)
@@ -66,6 +66,40 @@ TEST(JobQueueTest, GivesWhatWasPutBackFirst)
     queue.push(work("b"));
     queue.putBack(*queue.take());
     EXPECT_EQ(queue.take()->job.fileName, QStringLiteral("a"));
+}
+
+TEST(JobQueueTest, GivesOthersUntilATaskIsDue)
+{
+    JobQueue queue(10);
+    for (const char *const name : {"a", "b", "c"})
+        queue.push(work(name));
+    JobQueue::Work later = *queue.take();
+    later.due = JobQueue::Clock::now() + 2 * moment;
+    later.attempts.failures = 3;
+    const JobQueue::Clock::time_point due = later.due;
+    queue.putBack(std::move(later));
+    EXPECT_EQ(queue.take()->job.fileName, QStringLiteral("b"));
+    EXPECT_EQ(queue.take()->job.fileName, QStringLiteral("c"));
+    const std::optional<JobQueue::Work> again = queue.take();
+    EXPECT_GE(JobQueue::Clock::now(), due);
+    EXPECT_EQ(again->job.fileName, QStringLiteral("a"));
+    EXPECT_EQ(again->attempts.failures, 3);
+}
+
+TEST(JobQueueTest, WaitsForNothingOnceItIsHurried)
+{
+    JobQueue queue(10);
+    queue.push(work("a"));
+    JobQueue::Work later = *queue.take();
+    later.due = JobQueue::Clock::now() + std::chrono::hours(1);
+    queue.putBack(later);
+    std::future<std::optional<JobQueue::Work>> next =
+        std::async(std::launch::async, [&queue] { return queue.take(); });
+    EXPECT_EQ(next.wait_for(moment), std::future_status::timeout);
+    queue.hurry();
+    ASSERT_EQ(next.wait_for(limit), std::future_status::ready);
+    queue.putBack(*next.get());
+    EXPECT_TRUE(queue.take());
 }
 
 TEST(JobQueueTest, EndsOnlyWhenNothingCanBePutBackAnyMore)

@@ -35,7 +35,6 @@ void ScriptedServer::serve()
         serveClient();
 }
 
-// Takes everybody, and offers no shares by name.
 bool ScriptedServer::sayHello(ScriptedPeer &peer)
 {
     const Host::HelloTerms terms{nullptr, QStringLiteral("VESK-2.0.0"), {}};

@@ -26,10 +26,12 @@ public:
     /// "vesk://127.0.0.1:PORT/<path>"
     static QString url(const QString &path);
 
+    /// Takes everybody, and offers no shares by name.
+    [[nodiscard]] static bool sayHello(ScriptedPeer &peer);
+
 private:
     void serve();
     void serveClient();
-    static bool sayHello(ScriptedPeer &peer);
 
     const std::function<void(ScriptedPeer &)> m_script;
     const int m_clients;

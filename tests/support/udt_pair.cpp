@@ -39,8 +39,10 @@ UDTSOCKET connectClient(std::uint64_t ticket)
     const UDTSOCKET socket = newClientSocket();
     if (socket == UDT::INVALID_SOCK)
         return socket;
-    if (UDT::connect(socket, listenerAddress(), sizeof(sockaddr_in)) != UDT::ERROR
-        && UDT::send(socket, reinterpret_cast<const char *>(&ticket), sizeof ticket, 0) == sizeof ticket)
+    if (UDT::connect(socket, listenerAddress(), sizeof(sockaddr_in)) == UDT::ERROR)
+        return UDT::INVALID_SOCK; // left open: once it is gone, the library falls over what it remembers of
+                                  // it
+    if (UDT::send(socket, reinterpret_cast<const char *>(&ticket), sizeof ticket, 0) == sizeof ticket)
         return socket;
     UDT::close(socket);
     return UDT::INVALID_SOCK;

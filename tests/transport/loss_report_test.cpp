@@ -48,6 +48,20 @@ TEST(ALossReport, SaysNothingByARangeThatRunsBackwards)
     EXPECT_TRUE(rangesOf({from(11), 8}, 0, 100).empty());
 }
 
+TEST(ALossReport, SaysNothingOfPacketsFarAway)
+{
+    // From each of these to the next it is less than half of all numbers.
+    EXPECT_TRUE(rangesOf({from(0x38000000), 0x70000000}, 0, 100).empty());
+    EXPECT_TRUE(rangesOf({from(0x3FFFFFFF), highest, 0x40000000, 0x60000000}, 0, 100).empty());
+    EXPECT_THAT(rangesOf({from(0x60000000), 0x20000000}, 0, 100), ElementsAre(Pair(0, 99)));
+}
+
+TEST(ALossReport, SaysEachPacketOnce)
+{
+    EXPECT_THAT(rangesOf({from(10), 20, from(0), 30, 25, from(15), 40}, 0, 100),
+                ElementsAre(Pair(10, 20), Pair(21, 30), Pair(31, 40)));
+}
+
 TEST(ALossReport, EndsWhereARangeIsCutOff)
 {
     EXPECT_THAT(rangesOf({5, from(8)}, 0, 100), ElementsAre(Pair(5, 5)));

@@ -13,21 +13,24 @@ LossReport::LossReport(std::int32_t *words, std::size_t count)
 
 std::vector<SequenceRange> LossReport::rangesWithin(Sequence first, Sequence next) const
 {
+    // All are compared with `first`: of numbers far apart, each can lie before the next, and so round.
+    const int end = sequenceOffset(first, next);
+    int told = 0; // so many of them, so that a report cannot make more work than they are
     std::vector<SequenceRange> ranges;
     for (std::size_t i = 0; i < m_count; ++i) {
-        SequenceRange range{static_cast<Sequence>(static_cast<std::uint32_t>(m_words[i]) & sequenceMask),
-                            m_words[i]};
+        const auto from = static_cast<Sequence>(static_cast<std::uint32_t>(m_words[i]) & sequenceMask);
+        Sequence to = from;
         if ((static_cast<std::uint32_t>(m_words[i]) & rangeFlag) != 0) {
             if (++i == m_count || m_words[i] < 0)
                 break;
-            range.last = m_words[i];
+            to = m_words[i];
         }
-        if (sequenceOffset(first, range.first) < 0)
-            range.first = first;
-        if (sequenceOffset(range.last, next) <= 0)
-            range.last = sequenceAfter(next, -1);
-        if (sequenceOffset(range.first, range.last) >= 0)
-            ranges.push_back(range);
+        const int begin = std::max(sequenceOffset(first, from), told);
+        const int last = std::min(sequenceOffset(first, to), end - 1);
+        if (begin > last)
+            continue;
+        ranges.push_back({sequenceAfter(first, begin), sequenceAfter(first, last)});
+        told = last + 1;
     }
     return ranges;
 }

@@ -21,7 +21,8 @@ public:
     /// Over the `count` words of a report that has arrived.
     LossReport(std::int32_t *words, std::size_t count);
 
-    /// What it says about the packets from `first` up to, not including, `next`. Nonsense is left out.
+    /// What it says about the packets from `first` up to, not including, `next`. Nonsense is
+    /// left out, and so is what has been said before it or comes before that.
     std::vector<SequenceRange> rangesWithin(Sequence first, Sequence next) const;
 
     /// Asks for a packet to be kept in the report; in order, repetitions count once.
