@@ -9,6 +9,7 @@ namespace
 {
 
 constexpr int mostAtFirst = 16; // pays for small files at once, and is no burden for large ones
+constexpr qint64 smallFile = 64 << 10; // bytes; of such ones each needs little but round trips
 constexpr int waitingPerConnection = 4; // tasks, for the first number
 constexpr qint64 shortestMeasureMs = 100;
 constexpr qint64 longestMeasureMs = 1000;
@@ -65,15 +66,20 @@ int ConnectionTuner::update(const Reading &reading)
     return m_wanted;
 }
 
+int ConnectionTuner::firstNumber(const Reading &reading) const
+{
+    const int useful = (reading.waiting + waitingPerConnection - 1) / waitingPerConnection + 1;
+    const bool areSmall = reading.waitingBytes >= 0 && reading.waitingBytes <= smallFile * reading.waiting;
+    return std::min({useful, areSmall ? most : mostAtFirst, limit(reading)});
+}
+
 // The first number, then measurements of it once its connections stand.
 void ConnectionTuner::begin(const Reading &reading)
 {
     if (m_wanted == 1 && m_isGrowing && reading.waiting > 0 && m_scoreBefore == 0) {
-        const int first = std::min({(reading.waiting + waitingPerConnection - 1) / waitingPerConnection + 1,
-                                    mostAtFirst, limit(reading)});
         m_before = 1;
         m_scoreBefore = 1; // any work is more
-        setWanted(first, reading);
+        setWanted(firstNumber(reading), reading);
     }
     const bool allStand = reading.connected >= m_wanted || reading.nowMs - m_changedMs >= connectLimitMs;
     if (!allStand)

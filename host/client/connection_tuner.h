@@ -22,6 +22,7 @@ public:
         qint64 losses = 0; ///< of connections
         int connected = 0;
         int waiting = 0; ///< tasks that no connection has taken yet
+        qint64 waitingBytes = -1; ///< of their files, where that is known
         int affordable = most; ///< connections that memory allows for
     };
 
@@ -42,6 +43,7 @@ private:
     void evaluate(const Reading &reading);
     void setWanted(int wanted, const Reading &reading);
     int limit(const Reading &reading) const;
+    int firstNumber(const Reading &reading) const;
 
     const int m_fixed;
     int m_wanted = 1;

@@ -103,6 +103,18 @@ std::size_t JobQueue::waiting() const
     return m_works.size();
 }
 
+qint64 JobQueue::waitingBytes() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    qint64 bytes = 0;
+    for (const Work &work : m_works) {
+        if (work.job.size < 0)
+            return -1;
+        bytes += work.job.size;
+    }
+    return bytes;
+}
+
 std::size_t JobQueue::out() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);

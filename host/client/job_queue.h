@@ -55,6 +55,8 @@ public:
     void waitUntilIdle();
 
     std::size_t waiting() const;
+    /// Bytes of the files that wait; -1 when one's size is not known.
+    qint64 waitingBytes() const;
     std::size_t out() const;
 
 private:

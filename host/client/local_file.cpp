@@ -38,6 +38,7 @@ bool settleLocalFile(const QString &path, TaskJob *job, Failure *failure)
     }
     job->localDirectory = info.absolutePath();
     job->fileName = info.fileName();
+    job->size = info.size();
     return true;
 }
 

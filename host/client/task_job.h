@@ -26,6 +26,7 @@ struct TaskJob {
     // Transfers.
     QString localDirectory; ///< absolute
     QString fileName;
+    qint64 size = -1; ///< bytes, as far as it is known before the task; -1: it is not
     QString verifyMode; ///< as the handler takes it: "xxh128", "sha256", "fileattr", "false"
 
     qint64 rateLimit = 0; ///< bytes per second; 0: none

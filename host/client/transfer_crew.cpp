@@ -208,6 +208,7 @@ void TransferCrew::adjust()
     reading.losses = m_context.meter.losses();
     reading.connected = m_link.connected();
     reading.waiting = static_cast<int>(m_queue.waiting());
+    reading.waitingBytes = m_queue.waitingBytes();
     if (reading.nowMs >= m_memoryLookMs) {
         m_affordable = affordableConnections(reading.connected);
         m_memoryLookMs = reading.nowMs + memoryLookMs;

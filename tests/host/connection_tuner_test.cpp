@@ -94,6 +94,22 @@ TEST(ConnectionTunerTest, GrowsToTheMostWhileItHelps)
     EXPECT_EQ(run.after(60), ConnectionTuner::most);
 }
 
+TEST(ConnectionTunerTest, BeginsWithTheMostForManySmallFiles)
+{
+    const auto wantedFor = [](int files, qint64 bytes) {
+        ConnectionTuner tuner(0);
+        ConnectionTuner::Reading reading;
+        reading.connected = 1;
+        reading.waiting = files;
+        reading.waitingBytes = bytes;
+        return tuner.update(reading);
+    };
+    EXPECT_EQ(wantedFor(256, 256 * 10000), ConnectionTuner::most);
+    EXPECT_LE(wantedFor(12, 12 * 10000), 4);
+    EXPECT_LE(wantedFor(256, 256 * qint64(1000000)), 16);
+    EXPECT_LE(wantedFor(256, -1), 16) << "nobody knows";
+}
+
 TEST(ConnectionTunerTest, GoesBackWhenTheLineIsFull)
 {
     ConnectionTuner tuner(0);
