@@ -130,6 +130,17 @@ TEST_F(PathClaimTest, IsGivenUpByTheEmptyPath)
     ASSERT_TRUE(m_first.claim(QString()));
     EXPECT_TRUE(m_second.claim(path("a"_s)));
     EXPECT_TRUE(m_first.claim(QString()));
+    EXPECT_FALSE(m_first.claim(path("a"_s))); // what was given up once is the other's now
+    m_second.end();
+    EXPECT_TRUE(m_first.claim(path("a"_s)));
+}
+
+TEST_F(PathClaimTest, MayLieWhereNoDirectoryIsYet)
+{
+    const QString far = "/"_s + path("far"_s).section(QLatin1Char('/'), -2, -2); // nobody else's name
+    ASSERT_TRUE(m_first.claim(far + "/file"_s));
+    EXPECT_FALSE(m_second.claim(far + "/./file"_s));
+    EXPECT_TRUE(m_second.claim(far + "/other"_s));
 }
 
 TEST_F(PathClaimTest, ConcernsRunningTasksOnly)
