@@ -99,6 +99,8 @@ TEST_F(HostileFrame, CutInItsHeaderBreaksTheChannel)
     EXPECT_FALSE(m_channel.recv(anyKind, m_text));
     EXPECT_NE(m_channel.lastErrorCode(), 0);
     expectBroken();
+    EXPECT_FALSE(m_channel.recv(anyKind, m_text));
+    EXPECT_EQ(m_channel.lastErrorCode(), 0) << "it was an error of an earlier call";
 }
 
 TEST_F(HostileFrame, CutBehindItsHeaderBreaksTheChannel)

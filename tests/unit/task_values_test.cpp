@@ -59,6 +59,16 @@ TEST(FileState, IsOnlyKnownOfRegularFiles)
         EXPECT_FALSE(readFileState(path)) << path.toStdString();
 }
 
+TEST(FileState, IsUnknownOnceTheFileIsGone)
+{
+    const TempDir directory;
+    ASSERT_TRUE(directory.write("file"_s, "text"));
+    const QString path = directory.path("file"_s);
+    ASSERT_TRUE(readFileState(path));
+    ASSERT_TRUE(QFile::remove(path));
+    EXPECT_FALSE(readFileState(path));
+}
+
 TEST(FileState, ATimeIsSettledSomeSecondsLater)
 {
     EXPECT_FALSE(isSettled(100 * oneSecond, 100 * oneSecond));
