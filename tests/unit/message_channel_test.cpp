@@ -312,6 +312,25 @@ TEST_F(MessageChannelTest, TheBaseFindsTheSocketOfItsEndPoint)
     EXPECT_TRUE(server.hasSent(MessageKind::TaskParamAck));
     EXPECT_FALSE(server.send(7, QString(maxPayload + 1, QLatin1Char('x'))));
     EXPECT_FALSE(server.hasSent(MessageKind::FileVerifyResult));
+    ASSERT_TRUE(server.send(1000, "a host's"_s));
+    EXPECT_TRUE(server.hasSent(static_cast<MessageKind>(1000)));
+}
+
+TEST_F(MessageChannelTest, TheBaseGoesOverToAnotherSocket)
+{
+    const UdtPair other;
+    MessageChannel otherClient(other.client());
+    VeskBase server;
+    ASSERT_TRUE(server.setParam("endPoint"_s, "server"_s));
+    ASSERT_TRUE(server.setParam("serverSocket"_s, QString::number(m_pair.server())));
+    sendRaw(frame(anyKind, "noise", 5, 0));
+    EXPECT_FALSE(server.recv(anyKind, m_text));
+    EXPECT_FALSE(server.send(anyKind, "out of step"_s));
+
+    ASSERT_TRUE(server.setParam("serverSocket"_s, QString::number(other.server())));
+    ASSERT_TRUE(server.send(anyKind, "in step"_s));
+    ASSERT_TRUE(otherClient.recv(anyKind, m_text));
+    EXPECT_EQ(m_text, "in step"_s);
 }
 
 TEST_F(MessageChannelTest, TheBaseFailsWithoutASocket)
