@@ -10,18 +10,23 @@
 namespace VESK::Test
 {
 
-QString settledFile()
+bool waitUntilSettled(const QString &path)
 {
     using namespace std::chrono_literals;
-    const QString path = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
     const auto end = std::chrono::steady_clock::now() + 20s;
     while (std::chrono::steady_clock::now() < end) {
         const std::optional<FileState> state = readFileState(path);
         if (state && isSettled(state->ctimeNs, fileClockNs()))
-            return path;
+            return true;
         std::this_thread::sleep_for(50ms);
     }
-    return QString();
+    return false;
+}
+
+QString settledFile()
+{
+    const QString path = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
+    return waitUntilSettled(path) ? path : QString();
 }
 
 } // namespace VESK::Test

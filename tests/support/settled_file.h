@@ -5,6 +5,10 @@
 namespace VESK::Test
 {
 
+/// Waits until the last change of the file at `path` is so old that a next one would show. False when that
+/// does not come to be.
+[[nodiscard]] bool waitUntilSettled(const QString &path);
+
 /// A readable regular file that nobody has changed for some seconds: this program. Waits until that is so; an
 /// empty text when it does not become so.
 QString settledFile();

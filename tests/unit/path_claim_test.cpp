@@ -155,6 +155,15 @@ TEST_F(PathClaimTest, ConcernsRunningTasksOnly)
     EXPECT_FALSE(m_second.claim(path("a"_s)));
 }
 
+TEST_F(PathClaimTest, IsNoMatterOfOtherParameters)
+{
+    ASSERT_TRUE(m_first.claim(path("a"_s)));
+    ASSERT_TRUE(m_first.setParam("destPath"_s, path("b"_s)));
+    ASSERT_TRUE(m_first.setParams({{"srcPath"_s, path("b"_s)}}));
+    EXPECT_FALSE(m_second.claim(path("a"_s)));
+    EXPECT_TRUE(m_second.claim(path("b"_s)));
+}
+
 TEST_F(PathClaimTest, LeavesNoTraceInTheDirectory)
 {
     ASSERT_TRUE(m_first.claim(path("a"_s)));

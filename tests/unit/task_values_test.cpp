@@ -1,5 +1,6 @@
 #include "tests/support/background.h"
 #include "tests/support/memory_cache.h"
+#include "tests/support/ordinary_user.h"
 #include "tests/support/settled_file.h"
 #include "tests/support/temp_dir.h"
 
@@ -146,6 +147,76 @@ TEST(TaskValues, WhatIsNoFileHasNoValueAndIsNotKept)
     EXPECT_TRUE(cache->entries().empty());
 }
 
+// Lets the file grow just when it is about to be read.
+class MeddlingCache : public MemoryCache
+{
+public:
+    QString find(const FileState &state, const QString &algorithm) override
+    {
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::Append) && file.write("more") == 4);
+        return MemoryCache::find(state, algorithm);
+    }
+
+    QString path;
+};
+
+TEST(TaskValues, AFileThatChangesWhileItIsReadIsNotKept)
+{
+    const TempDir directory;
+    ASSERT_TRUE(directory.write("file"_s, "text"));
+    const InstalledCache<MeddlingCache> cache;
+    cache->path = directory.path("file"_s);
+    ASSERT_TRUE(waitUntilSettled(cache->path));
+    VeskBase handler;
+    EXPECT_FALSE(handler.getFileVerifyValue(cache->path, ""_s).isEmpty());
+    EXPECT_TRUE(cache->entries().empty());
+    EXPECT_FALSE(handler.values().isUnchanged(cache->path));
+}
+
+TEST(TaskValues, AFileThatCannotBeReadIsNotKept)
+{
+    const TempDir directory;
+    ASSERT_TRUE(VeskBase::chmod(directory.path(), 0755));
+    ASSERT_TRUE(directory.write("file"_s, "text"));
+    const QString path = directory.path("file"_s);
+    ASSERT_TRUE(VeskBase::chmod(path, 0));
+    ASSERT_TRUE(waitUntilSettled(path));
+    EXPECT_TRUE(holdsForOrdinaryUser([&] {
+        const InstalledCache<> cache;
+        VeskBase handler;
+        return handler.getFileVerifyValue(path, ""_s).isEmpty() && cache->misses() == 1
+            && cache->stores() == 0 && !handler.values().isUnchanged(path);
+    }));
+}
+
+TEST(TaskValues, AreOfTheLastFileOnly)
+{
+    const QString path = settledFile();
+    ASSERT_FALSE(path.isEmpty());
+    const InstalledCache<> cache;
+    VeskBase handler;
+    EXPECT_FALSE(handler.values().isUnchanged(path));
+    EXPECT_FALSE(handler.getFileVerifyValue(path, "xxh128"_s).isEmpty());
+    EXPECT_TRUE(handler.values().isUnchanged(path));
+    EXPECT_EQ(handler.getFileVerifyValue(path + " missing"_s, "xxh128"_s), QString());
+    EXPECT_FALSE(handler.values().isUnchanged(path));
+}
+
+TEST(TaskValues, AreKeptOnce)
+{
+    const QString path = settledFile();
+    ASSERT_FALSE(path.isEmpty());
+    const InstalledCache<> cache;
+    for (int round = 0; round < 2; ++round) {
+        VeskBase handler;
+        EXPECT_FALSE(handler.getFileVerifyValue(path, "xxh128"_s).isEmpty());
+        EXPECT_TRUE(handler.values().isUnchanged(path));
+        handler.values().keepFor(path);
+        EXPECT_EQ(cache->stores(), 1) << round;
+    }
+}
+
 // A file that was received, verified and put in its place.
 class PlacedFile : public testing::Test
 {
@@ -185,6 +256,25 @@ TEST_F(PlacedFile, IsKnownToTheNextTask)
     VeskBase next;
     EXPECT_EQ(next.getFileVerifyValue(target, "sha256"_s), value);
     EXPECT_EQ(cache->hits(), 1);
+    handler.values().keepFor(target);
+    EXPECT_EQ(cache->stores(), 1) << "it is kept already";
+}
+
+TEST_F(PlacedFile, IsNotTheSameOnceItIsGone)
+{
+    EXPECT_FALSE(handler.values().isUnchanged(target)) << "not placed yet";
+    handler.values().keepFor(target);
+    EXPECT_TRUE(cache->entries().empty());
+}
+
+TEST_F(PlacedFile, IsNotTheSameWhenItsSizeIsAnother)
+{
+    place();
+    const std::optional<FileState> state = readFileState(target);
+    ASSERT_TRUE(state);
+    ASSERT_TRUE(QFile::resize(target, 3));
+    setModificationTime(target, state->mtimeNs);
+    EXPECT_FALSE(handler.values().isUnchanged(target));
 }
 
 TEST_F(PlacedFile, IsNotKeptWhenItsTimeIsOfToday)
@@ -217,6 +307,9 @@ TEST_F(PlacedFile, IsNotTheSameWhenItsTimeWasSetByOthers)
 TEST_F(PlacedFile, IsNoOtherFileOfTheName)
 {
     ASSERT_TRUE(directory.write("file"_s, "text"));
+    const std::optional<FileState> state = readFileState(partial);
+    ASSERT_TRUE(state);
+    setModificationTime(target, state->mtimeNs);
     EXPECT_FALSE(handler.values().isUnchanged(target));
     setModificationTime(target, 1000000000 * oneSecond);
     handler.values().keepFor(target);
@@ -233,6 +326,38 @@ TEST(TaskValues, ForgetsAValueThatThePeerFoundWrong)
     ASSERT_EQ(cache->entries().size(), 1U);
     handler.values().forget();
     EXPECT_TRUE(cache->entries().empty());
+    EXPECT_FALSE(handler.values().isUnchanged(path));
+    handler.values().keepFor(path);
+    handler.values().forget();
+    EXPECT_EQ(cache->stores(), 1);
+}
+
+TEST(TaskValues, ForgetsAValueThatTheCacheGave)
+{
+    const QString path = settledFile();
+    ASSERT_FALSE(path.isEmpty());
+    const InstalledCache<> cache;
+    cache->store(*readFileState(path), "xxh128"_s, "what the cache says"_s);
+    VeskBase handler;
+    EXPECT_EQ(handler.getFileVerifyValue(path, "xxh128"_s), "what the cache says"_s);
+    EXPECT_TRUE(handler.values().isUnchanged(path));
+    handler.values().forget();
+    EXPECT_TRUE(cache->entries().empty());
+}
+
+TEST(TaskValues, OutliveTheCache)
+{
+    const QString path = settledFile();
+    ASSERT_FALSE(path.isEmpty());
+    VeskBase handler;
+    {
+        const InstalledCache<> cache;
+        EXPECT_FALSE(handler.getFileVerifyValue(path, "xxh128"_s).isEmpty());
+    }
+    EXPECT_TRUE(handler.values().isUnchanged(path));
+    handler.values().keepFor(path);
+    handler.values().forget();
+    EXPECT_FALSE(handler.values().isUnchanged(path));
 }
 
 TEST(TaskValues, NeedNoCache)
