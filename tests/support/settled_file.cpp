@@ -2,13 +2,27 @@
 
 #include "vesk_base/file_state.h"
 
+#include <gtest/gtest.h>
+
+#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
 #include <chrono>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <thread>
 
 namespace VESK::Test
 {
+
+void setModificationTime(const QString &path, qint64 timeNs)
+{
+    timespec times[2] = {};
+    times[0].tv_nsec = UTIME_OMIT;
+    times[1].tv_sec = timeNs / oneSecond;
+    times[1].tv_nsec = timeNs % oneSecond;
+    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0), 0);
+}
 
 bool waitUntilSettled(const QString &path)
 {
