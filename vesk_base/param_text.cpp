@@ -147,13 +147,12 @@ public:
                 ++m_at;
                 return true;
             }
-            if (unit == QLatin1Char('\\')) {
-                if (!readEscape(out))
-                    return false;
-            } else if (isPairAt(m_text, m_at) && !isNoncharacterPair(m_text, m_at)) {
+            if (unit == QLatin1Char('\\') && readEscape(out))
+                continue;
+            if (isPairAt(m_text, m_at) && !isNoncharacterPair(m_text, m_at)) {
                 out += m_text[m_at++];
                 out += m_text[m_at++];
-            } else if (mustBeEscaped(unit)) {
+            } else if (mustBeEscaped(unit)) { // as must a backslash that begins no escape
                 return false;
             } else {
                 out += unit;

@@ -107,6 +107,7 @@ TEST(ParamText, TroublesomeTextsSurvive)
         "\r\n"_s,
         "\t"_s,
         "\\u0041"_s,
+        "éu0041"_s,
         "\\n"_s,
         "a=b=c"_s,
         "=="_s,
