@@ -111,9 +111,9 @@ bool MessageChannel::send(int kind, const QString &text)
 
 bool MessageChannel::recv(int kind, QString &text)
 {
-    int received = 0;
+    int receivedKind = 0;
     QString content;
-    if (!recvAny(received, content) || received != kind)
+    if (!recvAny(receivedKind, content) || receivedKind != kind)
         return false;
     text = content;
     return true;

@@ -38,13 +38,19 @@ bool mustBeEscaped(QChar unit)
         || isNoncharacter(unit) || unit.isSurrogate();
 }
 
-/// The end of the characters from `begin` on that need no second look. Names are made of little else.
+/// Does the unit need no second look?
+bool isPlain(ushort unit)
+{
+    return unit >= ' ' && unit <= '~' && unit != '=' && unit != '\\';
+}
+
+/// The end of the plain units from `begin` on. Names are made of little else.
 int plainEnd(const QString &text, int begin)
 {
     const ushort *const units = text.utf16();
     const int size = text.size();
     int end = begin;
-    while (end < size && units[end] >= ' ' && units[end] <= '~' && units[end] != '=' && units[end] != '\\')
+    while (end < size && isPlain(units[end]))
         ++end;
     return end;
 }
@@ -109,28 +115,28 @@ public:
     }
 
     /// A decimal count, without leading zeros, and the line's end.
-    bool readCount(int &count)
+    std::optional<int> readCount()
     {
         const int end = m_text.indexOf(QLatin1Char('\n'), m_at);
-        const int digits = end - m_at;
-        if (end < 0 || digits < 1 || digits > maxCountDigits)
-            return false;
-        count = 0;
+        const int digits = end - m_at; // negative where no line ends
+        if (digits < 1 || digits > maxCountDigits)
+            return std::nullopt;
+        int count = 0;
         for (int i = m_at; i < end; ++i) {
             if (m_text[i] < QLatin1Char('0') || m_text[i] > QLatin1Char('9'))
-                return false;
+                return std::nullopt;
             count = count * 10 + (m_text[i].unicode() - '0');
         }
         if (digits > 1 && m_text[m_at] == QLatin1Char('0'))
-            return false;
+            return std::nullopt;
         m_at = end + 1;
-        return true;
+        return count;
     }
 
     /// Text up to `terminator`, which is consumed, with its escapes resolved.
     bool readText(QLatin1Char terminator, QString &out)
     {
-        while (m_at < m_text.size()) {
+        for (;;) {
             const int plain = plainEnd(m_text, m_at);
             out.append(m_text.constData() + m_at, plain - m_at);
             m_at = plain;
@@ -141,20 +147,18 @@ public:
                 ++m_at;
                 return true;
             }
-            if (unit == QLatin1Char('\\')) {
-                if (!readEscape(out))
-                    return false;
-            } else if (isPairAt(m_text, m_at) && !isNoncharacterPair(m_text, m_at)) {
+            if (unit == QLatin1Char('\\') && readEscape(out))
+                continue;
+            if (isPairAt(m_text, m_at) && !isNoncharacterPair(m_text, m_at)) {
                 out += m_text[m_at++];
                 out += m_text[m_at++];
-            } else if (mustBeEscaped(unit)) {
+            } else if (mustBeEscaped(unit)) { // as must a backslash that begins no escape
                 return false;
             } else {
                 out += unit;
                 ++m_at;
             }
         }
-        return false;
     }
 
 private:
@@ -196,12 +200,14 @@ QString writeParamText(const ParamMap &map)
 std::optional<ParamMap> readParamText(const QString &text)
 {
     Reader reader(text);
-    int count = 0;
-    if (!reader.skip(header) || !reader.readCount(count))
+    if (!reader.skip(header))
+        return std::nullopt;
+    const std::optional<int> count = reader.readCount();
+    if (!count)
         return std::nullopt;
 
     ParamMap map;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < *count; ++i) {
         // Texts without content are empty, not null: a null text would not survive a comparison of maps
         // that print alike.
         QString key = QLatin1String("");
@@ -210,7 +216,7 @@ std::optional<ParamMap> readParamText(const QString &text)
             return std::nullopt;
         map.insert(map.cend(), key, value); // most writers keep the order of the keys
     }
-    const bool hasKeyTwice = map.size() != count;
+    const bool hasKeyTwice = map.size() != *count;
     if (hasKeyTwice || !reader.atEnd())
         return std::nullopt;
     return map;

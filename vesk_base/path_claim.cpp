@@ -61,7 +61,6 @@ void PathClaim::release()
         return;
     close(m_object);
     m_object = none;
-    m_name.clear();
 }
 
 } // namespace VESK

@@ -33,7 +33,7 @@ private:
     static void close(std::intptr_t object);
 
     std::intptr_t m_object = none; // the socket (POSIX) or the mutex handle (Windows) that bears the name
-    QByteArray m_name;
+    QByteArray m_name; // of m_object, while there is one
 };
 
 } // namespace VESK

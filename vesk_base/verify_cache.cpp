@@ -55,7 +55,7 @@ QString TaskValues::valueOf(const QString &path, const QString &mode)
     const bool isOurs = isPartial(path); // nobody else writes it, and its contents are to be proven
     const QString found = isOurs ? QString() : cache->find(*state, algorithm);
     if (!found.isEmpty()) {
-        m_last = Known{*state, algorithm, found, true};
+        m_last = Known{*state, algorithm, found};
         return found;
     }
 
@@ -63,7 +63,7 @@ QString TaskValues::valueOf(const QString &path, const QString &mode)
     const bool wouldShow = isSettled(state->ctimeNs, now);
     if (value.isEmpty() || (!isOurs && !wouldShow) || readFileState(path) != state)
         return value; // it may have changed while it was read
-    m_last = Known{*state, algorithm, value, !isOurs};
+    m_last = Known{*state, algorithm, value};
     if (!isOurs)
         cache->store(*state, algorithm, value);
     return value;
@@ -84,7 +84,7 @@ void TaskValues::keepFor(const QString &path)
         return;
     const qint64 now = fileClockNs();
     const std::optional<FileState> state = readFileState(path);
-    if (!state || (m_last->isKept && *state == m_last->state))
+    if (!state || *state == m_last->state) // nothing happened to it since, so it is kept if it may be
         return;
     // What just happened to the file set its ctime to now, so only its other time can show a later change.
     FileState expected = m_last->state;
@@ -93,7 +93,6 @@ void TaskValues::keepFor(const QString &path)
         return;
     cache->store(*state, m_last->algorithm, m_last->value);
     m_last->state = *state;
-    m_last->isKept = true;
 }
 
 void TaskValues::forget()

@@ -63,7 +63,6 @@ private:
         FileState state;
         QString algorithm;
         QString value;
-        bool isKept; // in the cache, for this very state
     };
     std::optional<Known> m_last;
 };

@@ -17,8 +17,6 @@ namespace VESK
 namespace
 {
 
-constexpr int trackedKinds = 64; // bits of m_sentKinds
-
 const QLatin1String endPointKey("endPoint", 8);
 const QLatin1String socketSuffix("Socket", 6);
 const QLatin1String temporaryPathKey("tmpFilePath", 11);
@@ -135,8 +133,7 @@ bool VeskBase::send(int kind, const QString &text)
 {
     if (!channel().send(kind, text))
         return false;
-    if (kind >= 0 && kind < trackedKinds)
-        m_sentKinds |= quint64(1) << kind;
+    m_sentKinds.insert(kind);
     return true;
 }
 
@@ -279,8 +276,7 @@ void VeskBase::setTaskPolicy(TaskPolicy policy)
 
 bool VeskBase::hasSent(MessageKind kind) const
 {
-    const int bit = number(kind);
-    return bit < trackedKinds && (m_sentKinds >> bit & 1) != 0;
+    return m_sentKinds.count(number(kind)) != 0;
 }
 
 void VeskBase::handOn(int kind, const QString &text)

@@ -16,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <utility>
 
 namespace VESK
@@ -205,7 +206,7 @@ private:
     // Of the task thread alone.
     std::unique_ptr<MessageChannel> m_channel;
     TaskPolicy m_policy;
-    quint64 m_sentKinds = 0; // bit n: a message of kind n (below 64) has gone out
+    std::set<int> m_sentKinds; // of the messages that have gone out
     TaskValues m_values;
     std::optional<std::pair<int, QString>> m_handedOn; // kind and text of what the host has read
 };

@@ -43,20 +43,32 @@ def code_only(line):
     return blanked if comment < 0 else blanked[:comment].ljust(len(blanked))
 
 
+def windows_lines(lines):
+    """The numbers of the lines that only a compiler for Windows sees."""
+    found, inside = set(), False
+    for number, line in enumerate(lines):
+        if line.startswith("#"):
+            inside = line.startswith("#ifdef Q_OS_WIN")
+        elif inside:
+            found.add(number)
+    return found
+
+
 class Source:
     """A source file and its changes."""
 
     def __init__(self, path, text, first_number, left_out):
         self.path, self.left_out = path, left_out
         self.lines = text.split("\n")
+        self.for_windows = windows_lines(self.lines)
         self.next_number = first_number
         self.changes = []
 
     def new(self, line, kind):
-        """The number of a new change, or None where the changes of this line do not compile."""
+        """The number of a new change, or None where the changes of this line are not compiled."""
         number = self.next_number
         self.next_number += 1
-        if (self.path, line) in self.left_out:
+        if (self.path, line) in self.left_out or line in self.for_windows:
             return None
         self.changes.append(Change(number, self.path, line, self.lines[line], kind))
         return number

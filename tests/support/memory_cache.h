@@ -37,6 +37,7 @@ public:
     {
         forget(state, algorithm);
         const std::lock_guard<std::mutex> lock(m_mutex);
+        ++m_stores;
         m_entries.push_back({state, algorithm, value});
     }
 
@@ -70,11 +71,18 @@ public:
         return m_misses;
     }
 
+    int stores() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_stores;
+    }
+
 private:
     mutable std::mutex m_mutex; // guards the rest
     std::vector<Entry> m_entries;
     int m_hits = 0;
     int m_misses = 0;
+    int m_stores = 0;
 };
 
 /// Installs a cache for the process while it lives; one at a time.

@@ -98,6 +98,8 @@ TEST_F(HostileFrame, CutInItsHeaderBreaksTheChannel)
     endStream();
     EXPECT_FALSE(m_channel.recv(anyKind, m_text));
     EXPECT_NE(m_channel.lastErrorCode(), 0);
+    EXPECT_FALSE(m_channel.recv(anyKind, m_text));
+    EXPECT_EQ(m_channel.lastErrorCode(), 0) << "it was an error of an earlier call";
     expectBroken();
 }
 

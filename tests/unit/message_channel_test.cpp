@@ -269,6 +269,28 @@ TEST_F(MessageChannelTest, TakesTheHostsSendTimeoutAsIdleLimit)
     EXPECT_TRUE(m_client.isBroken()) << "a part is on its way";
 }
 
+TEST_F(MessageChannelTest, MovesWithoutAnyPatienceWhatNeedsNoWait)
+{
+    setSocketOption(m_pair.client(), UDT_SNDTIMEO, 0);
+    setSocketOption(m_pair.server(), UDT_RCVTIMEO, 0);
+    ASSERT_TRUE(m_client.send(anyKind, "there"_s));
+    ASSERT_TRUE(waitUntilDelivered(m_pair.client()));
+    ASSERT_TRUE(m_channel.recv(anyKind, m_text));
+    EXPECT_EQ(m_text, "there"_s);
+    const Background receiver([&] { return m_channel.recv(anyKind, m_text); });
+    EXPECT_EQ(receiver.wait(seconds(5)), false);
+    EXPECT_FALSE(m_channel.isBroken());
+}
+
+TEST_F(MessageChannelTest, TellsTheErrorOfTheLastCallOnly)
+{
+    m_pair.closeClient();
+    EXPECT_FALSE(m_client.send(anyKind, "x"_s));
+    EXPECT_NE(m_client.lastErrorCode(), 0);
+    EXPECT_FALSE(m_client.send(anyKind, QString(QChar(0xD800))));
+    EXPECT_EQ(m_client.lastErrorCode(), 0);
+}
+
 TEST_F(MessageChannelTest, TheBaseFindsTheSocketOfItsEndPoint)
 {
     VeskBase client;
@@ -290,6 +312,25 @@ TEST_F(MessageChannelTest, TheBaseFindsTheSocketOfItsEndPoint)
     EXPECT_TRUE(server.hasSent(MessageKind::TaskParamAck));
     EXPECT_FALSE(server.send(7, QString(maxPayload + 1, QLatin1Char('x'))));
     EXPECT_FALSE(server.hasSent(MessageKind::FileVerifyResult));
+    ASSERT_TRUE(server.send(1000, "a host's"_s));
+    EXPECT_TRUE(server.hasSent(static_cast<MessageKind>(1000)));
+}
+
+TEST_F(MessageChannelTest, TheBaseGoesOverToAnotherSocket)
+{
+    const UdtPair other;
+    MessageChannel otherClient(other.client());
+    VeskBase server;
+    ASSERT_TRUE(server.setParam("endPoint"_s, "server"_s));
+    ASSERT_TRUE(server.setParam("serverSocket"_s, QString::number(m_pair.server())));
+    sendRaw(frame(anyKind, "noise", 5, 0));
+    EXPECT_FALSE(server.recv(anyKind, m_text));
+    EXPECT_FALSE(server.send(anyKind, "out of step"_s));
+
+    ASSERT_TRUE(server.setParam("serverSocket"_s, QString::number(other.server())));
+    ASSERT_TRUE(server.send(anyKind, "in step"_s));
+    ASSERT_TRUE(otherClient.recv(anyKind, m_text));
+    EXPECT_EQ(m_text, "in step"_s);
 }
 
 TEST_F(MessageChannelTest, TheBaseFailsWithoutASocket)

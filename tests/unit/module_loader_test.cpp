@@ -77,8 +77,17 @@ TEST(Module, IsRefusedWhenTheFileIsNoLibrary)
 
 TEST(Module, IsRefusedWhenTheLibraryLacksTheFunctions)
 {
-    const QString path = QStringLiteral(VESK_EMPTY_MODULE);
-    EXPECT_EQ(errorOf(path), path + " is no handler module: it does not export create and destroy."_s);
+    for (const char *module : {VESK_CREATE_ONLY_MODULE, VESK_DESTROY_ONLY_MODULE}) {
+        const QString path = QLatin1String(module);
+        EXPECT_EQ(errorOf(path), path + " is no handler module: it does not export create and destroy."_s);
+    }
+}
+
+TEST(Module, IsRefusedWhenItNeedsAFunctionThatNobodyHas)
+{
+    // Found out when the function is called, that would be the end of the host.
+    const QString error = errorOf(QStringLiteral(VESK_UNRESOLVED_MODULE));
+    EXPECT_TRUE(error.contains("functionThatNobodyHas"_s)) << testing::PrintToString(error);
 }
 
 TEST(Module, IsNotSearchedElsewhere)

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 using namespace VESK;
@@ -51,6 +52,34 @@ TEST(ParamText, EveryCodeUnitSurvives)
     EXPECT_TRUE(readParamText(writeParamText(map)) == map);
 }
 
+/// Must the code unit be written as \uXXXX?
+bool isEscaped(uint unit)
+{
+    static constexpr uint ranges[][2] = {{0, 0x1F},        {'=', '='},       {'\\', '\\'},
+                                         {0x7F, 0x9F},     {0xD800, 0xDFFF}, {0xFDD0, 0xFDEF},
+                                         {0xFEFF, 0xFEFF}, {0xFFFE, 0xFFFF}};
+    return std::any_of(std::begin(ranges), std::end(ranges),
+                       [unit](const auto &range) { return range[0] <= unit && unit <= range[1]; });
+}
+
+TEST(ParamText, EscapesWhatItMustAndNothingElse)
+{
+    for (uint unit = 0; unit <= 0xFFFF; ++unit) {
+        const QString bare = QChar(unit);
+        const QString escaped = "\\u%1"_s.arg(unit, 4, 16, QLatin1Char('0'));
+        const QString expected = "vpm1 1\nk="_s + (isEscaped(unit) ? escaped : bare) + "\n"_s;
+        ASSERT_TRUE(writeParamText({{"k"_s, bare}}) == expected) << unit;
+    }
+}
+
+TEST(ParamText, BareCharactersAreReadUnlessTheyMustBeEscaped)
+{
+    for (uint unit = 0; unit <= 0xFFFF; ++unit) {
+        const auto map = readParamText("vpm1 1\nk="_s + QChar(unit) + "\n"_s);
+        ASSERT_EQ(map.has_value(), !isEscaped(unit)) << unit;
+    }
+}
+
 TEST(ParamText, CharactersOfAllPlanesSurvive)
 {
     for (uint plane = 1; plane <= 16; ++plane)
@@ -78,6 +107,7 @@ TEST(ParamText, TroublesomeTextsSurvive)
         "\r\n"_s,
         "\t"_s,
         "\\u0041"_s,
+        "éu0041"_s,
         "\\n"_s,
         "a=b=c"_s,
         "=="_s,
@@ -102,6 +132,36 @@ TEST(ParamText, TroublesomeTextsSurvive)
     };
     for (const QString &text : texts)
         EXPECT_TRUE(survivesAsKeyAndValue(text)) << testing::PrintToString(text);
+}
+
+/// The lines of so many entries.
+QString entries(int count)
+{
+    QString text;
+    for (int i = 0; i < count; ++i)
+        text += "%1=\n"_s.arg(i);
+    return text;
+}
+
+TEST(ParamText, HoldsAnyNumberOfEntries)
+{
+    for (int count = 0; count <= 120; ++count) {
+        const auto map = readParamText("vpm1 %1\n"_s.arg(count) + entries(count));
+        ASSERT_TRUE(map) << count;
+        EXPECT_EQ(map->size(), count);
+        EXPECT_TRUE(survives(*map)) << count;
+    }
+}
+
+TEST(ParamText, CountsInDigitsOnly)
+{
+    for (char character = ' '; character <= '~'; ++character) {
+        if (character >= '0' && character <= '9')
+            continue;
+        const int meant = 20 + character - '0'; // if it was taken for a digit
+        EXPECT_FALSE(readParamText("vpm1 2"_s + QLatin1Char(character) + "\n"_s + entries(meant)))
+            << character;
+    }
 }
 
 TEST(ParamText, EmptyKeysAndValuesSurvive)
@@ -151,6 +211,9 @@ TEST(ParamText, StaticsOfTheBaseAreEachOthersInverse)
 TEST(ParamText, EscapesMayBeInUpperCaseAndStandForAnything)
 {
     EXPECT_TRUE(readParamText("vpm1 1\n\\u0061=\\uFEFF\n"_s) == (ParamMap{{"a"_s, QString(QChar(0xFEFF))}}));
+    const QString units = QString(QChar(0xABCD)) + QChar(0xEF01) + QChar(0x2345) + QChar(0x6789);
+    for (const QString &escapes : {"\\uABCD\\uEF01\\u2345\\u6789"_s, "\\uabcd\\uef01\\u2345\\u6789"_s})
+        EXPECT_TRUE(readParamText("vpm1 1\n=" + escapes + "\n"_s) == (ParamMap{{""_s, units}}));
 }
 
 class MalformedParamText : public testing::TestWithParam<QString>
@@ -167,14 +230,15 @@ INSTANTIATE_TEST_SUITE_P(Header, MalformedParamText,
                          testing::Values(""_s, QString(), "vpm1"_s, "vpm1 "_s, "vpm1 0"_s, "vpm1 \n"_s,
                                          "vpm2 0\n"_s, "VPM1 0\n"_s, " vpm1 0\n"_s, "\nvpm1 0\n"_s,
                                          QString(QChar(0xFEFF)) + "vpm1 0\n"_s, "vpm10\n"_s, "vpm1\t0\n"_s,
-                                         "vpm1 0\r\n"_s, "{}"_s, "{\"a\":\"b\"}"_s, "a=b\n"_s));
+                                         "vpm1 0\r\n"_s, "0\n"_s, "1\na=b\n"_s, "{}"_s, "{\"a\":\"b\"}"_s,
+                                         "a=b\n"_s));
 
 INSTANTIATE_TEST_SUITE_P(Count, MalformedParamText,
                          testing::Values("vpm1 00\n"_s, "vpm1 01\na=b\n"_s, "vpm1 +1\na=b\n"_s, "vpm1 -1\n"_s,
                                          "vpm1 -0\n"_s, "vpm1  1\na=b\n"_s, "vpm1 1 \na=b\n"_s,
-                                         "vpm1 0x1\na=b\n"_s, "vpm1 1.0\na=b\n"_s, "vpm1 ١\na=b\n"_s,
-                                         "vpm1 0\na=b\n"_s, "vpm1 1\n"_s, "vpm1 2\na=b\n"_s,
-                                         "vpm1 1\na=b\nc=d\n"_s, "vpm1 999999999\na=b\n"_s,
+                                         "vpm1 0x1\na=b\n"_s, "vpm1 1=x\n"_s, "vpm1 1.0\na=b\n"_s,
+                                         "vpm1 ١\na=b\n"_s, "vpm1 0\na=b\n"_s, "vpm1 1\n"_s,
+                                         "vpm1 2\na=b\n"_s, "vpm1 1\na=b\nc=d\n"_s, "vpm1 999999999\na=b\n"_s,
                                          "vpm1 4294967297\na=b\n"_s, "vpm1 18446744073709551617\na=b\n"_s));
 
 INSTANTIATE_TEST_SUITE_P(Entry, MalformedParamText,
@@ -184,13 +248,14 @@ INSTANTIATE_TEST_SUITE_P(Entry, MalformedParamText,
                                          "vpm1 1\na=b\r\n"_s, "vpm1 2\na=b\na=c\n"_s,
                                          "vpm1 2\na=b\n\\u0061=c\n"_s));
 
-INSTANTIATE_TEST_SUITE_P(Escape, MalformedParamText,
-                         testing::Values("vpm1 1\na=\\\n"_s, "vpm1 1\na=\\"_s, "vpm1 1\na=\\u\n"_s,
-                                         "vpm1 1\na=\\u004\n"_s, "vpm1 1\na=\\u004"_s,
-                                         "vpm1 1\na=\\U0041\n"_s, "vpm1 1\na=\\u00g1\n"_s,
-                                         "vpm1 1\na=\\x41\n"_s, "vpm1 1\na=\\n\n"_s, "vpm1 1\na=\\\\\n"_s,
-                                         "vpm1 1\na\\=b\n"_s, "vpm1 1\na=\\u+041\n"_s,
-                                         "vpm1 1\na=\\u٠٠٤١\n"_s, "vpm1 1\na=\\u 041\n"_s));
+INSTANTIATE_TEST_SUITE_P(
+    Escape, MalformedParamText,
+    testing::Values("vpm1 1\na=\\\n"_s, "vpm1 1\na=\\"_s, "vpm1 1\na=\\u\n"_s, "vpm1 1\na=\\u004\n"_s,
+                    "vpm1 1\na=\\u004"_s, "vpm1 1\na=\\u0041"_s, "vpm1 1\na=\\U0041\n"_s,
+                    "vpm1 1\na=\\u00g1\n"_s, "vpm1 1\na=\\x41\n"_s, "vpm1 1\na=\\n\n"_s, "vpm1 1\na=\\\\\n"_s,
+                    "vpm1 1\na\\=b\n"_s, "vpm1 1\na=\\u+041\n"_s, "vpm1 1\na=\\u٠٠٤١\n"_s,
+                    "vpm1 1\na=\\u 041\n"_s, "vpm1 1\na=\\u00/1\n"_s, "vpm1 1\na=\\u00:1\n"_s,
+                    "vpm1 1\na=\\u00@1\n"_s, "vpm1 1\na=\\u00G1\n"_s, "vpm1 1\na=\\u00`1\n"_s));
 
 INSTANTIATE_TEST_SUITE_P(
     BareCharacterThatMustBeEscaped, MalformedParamText,

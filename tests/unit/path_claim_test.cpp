@@ -130,6 +130,17 @@ TEST_F(PathClaimTest, IsGivenUpByTheEmptyPath)
     ASSERT_TRUE(m_first.claim(QString()));
     EXPECT_TRUE(m_second.claim(path("a"_s)));
     EXPECT_TRUE(m_first.claim(QString()));
+    EXPECT_FALSE(m_first.claim(path("a"_s))); // what was given up once is the other's now
+    m_second.end();
+    EXPECT_TRUE(m_first.claim(path("a"_s)));
+}
+
+TEST_F(PathClaimTest, MayLieWhereNoDirectoryIsYet)
+{
+    const QString far = "/"_s + path("far"_s).section(QLatin1Char('/'), -2, -2); // nobody else's name
+    ASSERT_TRUE(m_first.claim(far + "/file"_s));
+    EXPECT_FALSE(m_second.claim(far + "/./file"_s));
+    EXPECT_TRUE(m_second.claim(far + "/other"_s));
 }
 
 TEST_F(PathClaimTest, ConcernsRunningTasksOnly)
@@ -142,6 +153,15 @@ TEST_F(PathClaimTest, ConcernsRunningTasksOnly)
     EXPECT_TRUE(host.setParams({{"tmpFilePath"_s, path("a"_s)}}));
     m_second.begin();
     EXPECT_FALSE(m_second.claim(path("a"_s)));
+}
+
+TEST_F(PathClaimTest, IsNoMatterOfOtherParameters)
+{
+    ASSERT_TRUE(m_first.claim(path("a"_s)));
+    ASSERT_TRUE(m_first.setParam("destPath"_s, path("b"_s)));
+    ASSERT_TRUE(m_first.setParams({{"srcPath"_s, path("b"_s)}}));
+    EXPECT_FALSE(m_second.claim(path("a"_s)));
+    EXPECT_TRUE(m_second.claim(path("b"_s)));
 }
 
 TEST_F(PathClaimTest, LeavesNoTraceInTheDirectory)

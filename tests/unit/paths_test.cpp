@@ -55,6 +55,11 @@ QString fileName(const QString &path)
     return path.section(QLatin1Char('/'), -1);
 }
 
+QString repeated(const char *character, int times)
+{
+    return QString::fromUtf8(character).repeated(times);
+}
+
 TEST(TemporaryPath, LiesHiddenInTheSameDirectory)
 {
     const QString path = temporaryPath("/some/dir/name.bin"_s);
@@ -77,6 +82,39 @@ TEST(TemporaryPath, IsTheSameOnEveryMachineAndDay)
     // Partial files lie on disks for weeks: the rule must not change under them.
     EXPECT_EQ(temporaryPath("/d/name.bin"_s), "/d/.name.bin.2eeacfc6164fa3a6.vsktmp"_s);
 }
+
+TEST(TemporaryPath, OfADirectoryIsThatOfItsName)
+{
+    EXPECT_EQ(temporaryPath("a/"_s), temporaryPath("a"_s));
+    EXPECT_EQ(temporaryPath("/d/a//"_s), temporaryPath("/d/a"_s));
+    EXPECT_TRUE(temporaryPath("/"_s).startsWith("/.."_s)); // the root's name is empty
+    EXPECT_TRUE(isTemporaryName(temporaryPath("/"_s).mid(1)));
+}
+
+struct Head {
+    QString name;
+    QString head;
+};
+
+class TemporaryPathOfALongName : public testing::TestWithParam<Head>
+{
+};
+
+TEST_P(TemporaryPathOfALongName, KeepsTheCharactersThatFitIntoNinetySixBytes)
+{
+    const QString path = temporaryPath("/d/"_s + GetParam().name);
+    EXPECT_TRUE(path.startsWith("/d/."_s + GetParam().head + "."_s)) << testing::PrintToString(path);
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, TemporaryPathOfALongName,
+                         testing::Values(Head{repeated("x", 96), repeated("x", 96)},
+                                         Head{repeated("x", 97), repeated("x", 96)},
+                                         Head{repeated("é", 49), repeated("é", 48)},
+                                         Head{"x"_s + repeated("é", 48), "x"_s + repeated("é", 47)},
+                                         Head{repeated("語", 33), repeated("語", 32)},
+                                         Head{"xx"_s + repeated("語", 32), "xx"_s + repeated("語", 31)},
+                                         Head{repeated("😀", 25), repeated("😀", 24)},
+                                         Head{"x"_s + repeated("😀", 24), "x"_s + repeated("😀", 23)}));
 
 TEST(TemporaryPath, DiffersForNamesWithOneHead)
 {
@@ -105,11 +143,6 @@ TEST_P(TemporaryNameOf, FitsAndIsRecognised)
         QDir(directory.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty()); // hidden
 }
 
-QString repeated(const char *character, int times)
-{
-    return QString::fromUtf8(character).repeated(times);
-}
-
 INSTANTIATE_TEST_SUITE_P(Names, TemporaryNameOf,
                          testing::Values("a"_s, ".hidden"_s, "..."_s, "a.vsktmp"_s, "with space"_s, "%1"_s,
                                          "line\nfeed"_s, repeated("x", 255), repeated("é", 127) + "x"_s,
@@ -123,8 +156,8 @@ TEST(TemporaryName, OfAnythingElseIsNotRecognised)
     for (const QString &name :
          {""_s, "."_s, ".."_s, "a.0123456789abcdef.vsktmp"_s, ".a.0123456789abcde.vsktmp"_s,
           ".a.0123456789abcdeg.vsktmp"_s, ".a.0123456789ABCDEF.vsktmp"_s, ".a0123456789abcdef.vsktmp"_s,
-          ".a.0123456789abcdef.vsktmp2"_s, ".a.0123456789abcdef"_s, ".vsktmp"_s,
-          ".0123456789abcdef.vsktmp"_s})
+          ".a.0123456789abcdef.vsktmp2"_s, ".a.0123456789abcdef.vsktmq"_s, ".a.0123456789abcde-.vsktmp"_s,
+          ".a.0123456789abcdef"_s, ".vsktmp"_s, ".0123456789abcdef.vsktmp"_s})
         EXPECT_FALSE(isTemporaryName(name)) << testing::PrintToString(name);
 }
 

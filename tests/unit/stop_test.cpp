@@ -185,6 +185,26 @@ TEST_F(Stop, OfAHandlerEndsItsWait)
     EXPECT_EQ(receiver.wait(seconds(5)), false); // the call may only have begun afterwards
 }
 
+TEST_F(Stop, OfAHandlerEndsItsWaitPromptly)
+{
+    Stoppable handler(m_pair.server());
+    sendRaw(frame(anyKind, "x", 2));
+    const Background receiver([&] { return handler.recv(anyKind, m_text); });
+    ASSERT_TRUE(waitUntilDelivered(m_pair.client()));
+    ASSERT_TRUE(waitUntilRead(m_pair.server())); // so the call has begun
+    handler.requestStop();
+    EXPECT_EQ(receiver.wait(promptly), false);
+}
+
+TEST_F(Stop, OfAHandlerIsRememberedByItsNextWait)
+{
+    Stoppable handler(m_pair.server());
+    handler.requestStop();
+    const Background receiver([&] { return handler.recv(anyKind, m_text); });
+    EXPECT_EQ(receiver.wait(seconds(10)), false);
+    m_pair.closeServer(); // ends a wait that lasts against expectation
+}
+
 TEST_F(Stop, OfAHandlersActivityEndsItsWaitAndNoLaterOne)
 {
     Stoppable handler(m_pair.server());

@@ -153,7 +153,7 @@ TEST_F(TaskParam, IsRefusedBeyondSixtyFourKeys)
 TEST_F(TaskParam, IsRefusedWithLongTexts)
 {
     const QString longest(32768, QLatin1Char('x'));
-    EXPECT_TRUE(arrives({{"mac"_s, longest}}));
+    EXPECT_TRUE(arrives({{"mac"_s, longest}, {longest, "value"_s}}));
     ASSERT_TRUE(m_server.getParams(m_before));
     EXPECT_FALSE(arrives({{"mac"_s, longest + "x"_s}}));
     EXPECT_FALSE(arrives({{longest + "x"_s, "value"_s}}));

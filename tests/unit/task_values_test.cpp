@@ -11,61 +11,11 @@
 
 #include <QtCore/QFile>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 using namespace VESK;
 using namespace VESK::Test;
 
 namespace
 {
-
-constexpr qint64 oneSecond = 1000000000; // ns
-
-void setModificationTime(const QString &path, qint64 timeNs)
-{
-    timespec times[2] = {};
-    times[0].tv_nsec = UTIME_OMIT;
-    times[1].tv_sec = timeNs / oneSecond;
-    times[1].tv_nsec = timeNs % oneSecond;
-    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0), 0);
-}
-
-TEST(FileState, IsThatOfTheFileThatALinkLeadsTo)
-{
-    const TempDir directory;
-    ASSERT_TRUE(directory.write("file"_s, "text"));
-    ASSERT_TRUE(QFile::link(directory.path("file"_s), directory.path("link"_s)));
-    setModificationTime(directory.path("file"_s), 1234567890 * oneSecond + 123456789);
-    struct stat status;
-    ASSERT_EQ(::stat(QFile::encodeName(directory.path("file"_s)).constData(), &status), 0);
-
-    const std::optional<FileState> state = readFileState(directory.path("link"_s));
-    ASSERT_TRUE(state);
-    EXPECT_EQ(state->device, status.st_dev);
-    EXPECT_EQ(state->inode, status.st_ino);
-    EXPECT_EQ(state->size, 4);
-    EXPECT_EQ(state->mtimeNs, 1234567890 * oneSecond + 123456789);
-    EXPECT_EQ(state->ctimeNs, status.st_ctim.tv_sec * oneSecond + status.st_ctim.tv_nsec);
-    EXPECT_TRUE(state == readFileState(directory.path("file"_s)));
-}
-
-TEST(FileState, IsOnlyKnownOfRegularFiles)
-{
-    const TempDir directory;
-    ASSERT_EQ(::mkfifo(QFile::encodeName(directory.path("fifo"_s)).constData(), 0600), 0);
-    for (const QString &path : {directory.path(), directory.path("fifo"_s), directory.path("missing"_s)})
-        EXPECT_FALSE(readFileState(path)) << path.toStdString();
-}
-
-TEST(FileState, ATimeIsSettledSomeSecondsLater)
-{
-    EXPECT_FALSE(isSettled(100 * oneSecond, 100 * oneSecond));
-    EXPECT_FALSE(isSettled(100 * oneSecond, 102 * oneSecond));
-    EXPECT_TRUE(isSettled(100 * oneSecond, 102 * oneSecond + 1));
-    EXPECT_FALSE(isSettled(100 * oneSecond, 50 * oneSecond)); // a time in the future
-}
 
 TEST(TaskValues, AFileThatIsKnownIsNotReadAgain)
 {
@@ -136,6 +86,71 @@ TEST(TaskValues, WhatIsNoFileHasNoValueAndIsNotKept)
     EXPECT_TRUE(cache->entries().empty());
 }
 
+// Lets the file grow just when it is about to be read.
+class MeddlingCache : public MemoryCache
+{
+public:
+    QString find(const FileState &state, const QString &algorithm) override
+    {
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::Append) && file.write("more") == 4);
+        return MemoryCache::find(state, algorithm);
+    }
+
+    QString path;
+};
+
+TEST(TaskValues, AFileThatChangesWhileItIsReadIsNotKept)
+{
+    const TempDir directory;
+    ASSERT_TRUE(directory.write("file"_s, "text"));
+    const InstalledCache<MeddlingCache> cache;
+    cache->path = directory.path("file"_s);
+    ASSERT_TRUE(waitUntilSettled(cache->path));
+    VeskBase handler;
+    EXPECT_FALSE(handler.getFileVerifyValue(cache->path, ""_s).isEmpty());
+    EXPECT_TRUE(cache->entries().empty());
+    EXPECT_FALSE(handler.values().isUnchanged(cache->path));
+}
+
+TEST(TaskValues, AFileThatCannotBeReadIsNotKept)
+{
+    const QString path = "/proc/self/mem"_s; // nothing is mapped at its beginning
+    ASSERT_TRUE(waitUntilSettled(path));
+    const InstalledCache<> cache;
+    VeskBase handler;
+    EXPECT_EQ(handler.getFileVerifyValue(path, ""_s), QString());
+    EXPECT_EQ(cache->stores(), 0);
+    EXPECT_FALSE(handler.values().isUnchanged(path));
+}
+
+TEST(TaskValues, AreOfTheLastFileOnly)
+{
+    const QString path = settledFile();
+    ASSERT_FALSE(path.isEmpty());
+    const InstalledCache<> cache;
+    VeskBase handler;
+    EXPECT_FALSE(handler.values().isUnchanged(path));
+    EXPECT_FALSE(handler.getFileVerifyValue(path, "xxh128"_s).isEmpty());
+    EXPECT_TRUE(handler.values().isUnchanged(path));
+    EXPECT_EQ(handler.getFileVerifyValue(path + " missing"_s, "xxh128"_s), QString());
+    EXPECT_FALSE(handler.values().isUnchanged(path));
+}
+
+TEST(TaskValues, AreKeptOnce)
+{
+    const QString path = settledFile();
+    ASSERT_FALSE(path.isEmpty());
+    const InstalledCache<> cache;
+    for (int round = 0; round < 2; ++round) {
+        VeskBase handler;
+        EXPECT_FALSE(handler.getFileVerifyValue(path, "xxh128"_s).isEmpty());
+        EXPECT_TRUE(handler.values().isUnchanged(path));
+        handler.values().keepFor(path);
+        EXPECT_EQ(cache->stores(), 1) << round;
+    }
+}
+
 // A file that was received, verified and put in its place.
 class PlacedFile : public testing::Test
 {
@@ -175,6 +190,34 @@ TEST_F(PlacedFile, IsKnownToTheNextTask)
     VeskBase next;
     EXPECT_EQ(next.getFileVerifyValue(target, "sha256"_s), value);
     EXPECT_EQ(cache->hits(), 1);
+    handler.values().keepFor(target);
+    EXPECT_EQ(cache->stores(), 1) << "it is kept already";
+}
+
+TEST_F(PlacedFile, IsNotKeptWithoutACache)
+{
+    place();
+    setModificationTime(target, 1234567890 * oneSecond);
+    setVerifyCache(nullptr);
+    handler.values().keepFor(target);
+    EXPECT_EQ(cache->stores(), 0);
+}
+
+TEST_F(PlacedFile, IsNotTheSameOnceItIsGone)
+{
+    EXPECT_FALSE(handler.values().isUnchanged(target)) << "not placed yet";
+    handler.values().keepFor(target);
+    EXPECT_TRUE(cache->entries().empty());
+}
+
+TEST_F(PlacedFile, IsNotTheSameWhenItsSizeIsAnother)
+{
+    place();
+    const std::optional<FileState> state = readFileState(target);
+    ASSERT_TRUE(state);
+    ASSERT_TRUE(QFile::resize(target, 3));
+    setModificationTime(target, state->mtimeNs);
+    EXPECT_FALSE(handler.values().isUnchanged(target));
 }
 
 TEST_F(PlacedFile, IsNotKeptWhenItsTimeIsOfToday)
@@ -207,6 +250,9 @@ TEST_F(PlacedFile, IsNotTheSameWhenItsTimeWasSetByOthers)
 TEST_F(PlacedFile, IsNoOtherFileOfTheName)
 {
     ASSERT_TRUE(directory.write("file"_s, "text"));
+    const std::optional<FileState> state = readFileState(partial);
+    ASSERT_TRUE(state);
+    setModificationTime(target, state->mtimeNs);
     EXPECT_FALSE(handler.values().isUnchanged(target));
     setModificationTime(target, 1000000000 * oneSecond);
     handler.values().keepFor(target);
@@ -223,6 +269,38 @@ TEST(TaskValues, ForgetsAValueThatThePeerFoundWrong)
     ASSERT_EQ(cache->entries().size(), 1U);
     handler.values().forget();
     EXPECT_TRUE(cache->entries().empty());
+    EXPECT_FALSE(handler.values().isUnchanged(path));
+    handler.values().keepFor(path);
+    handler.values().forget();
+    EXPECT_EQ(cache->stores(), 1);
+}
+
+TEST(TaskValues, ForgetsAValueThatTheCacheGave)
+{
+    const QString path = settledFile();
+    ASSERT_FALSE(path.isEmpty());
+    const InstalledCache<> cache;
+    cache->store(*readFileState(path), "xxh128"_s, "what the cache says"_s);
+    VeskBase handler;
+    EXPECT_EQ(handler.getFileVerifyValue(path, "xxh128"_s), "what the cache says"_s);
+    EXPECT_TRUE(handler.values().isUnchanged(path));
+    handler.values().forget();
+    EXPECT_TRUE(cache->entries().empty());
+}
+
+TEST(TaskValues, OutliveTheCache)
+{
+    const QString path = settledFile();
+    ASSERT_FALSE(path.isEmpty());
+    VeskBase handler;
+    {
+        const InstalledCache<> cache;
+        EXPECT_FALSE(handler.getFileVerifyValue(path, "xxh128"_s).isEmpty());
+    }
+    EXPECT_TRUE(handler.values().isUnchanged(path));
+    handler.values().keepFor(path);
+    handler.values().forget();
+    EXPECT_FALSE(handler.values().isUnchanged(path));
 }
 
 TEST(TaskValues, NeedNoCache)
