@@ -161,10 +161,12 @@ protected:
         const RunningTask &stoppedTask = stopsClient() ? requesting : serving;
         stop(stopped(ends));
         awaitStopped(ends, stoppedTask);
-        if (stoppedTask.result(Milliseconds(0)) == false)
+        const bool isStopped = stoppedTask.result(Milliseconds(0)) == false;
+        if (isStopped)
             stopsClient() ? ends.pair.closeClient() : ends.pair.closeServer();
-        // News of a closed connection may be lost: then the other end's host gives up on it.
-        if (!(stopsClient() ? serving : requesting).result(newsLimit)) {
+        // News of a closed connection may be lost: then the other end's host gives up on it. After a stop
+        // that came too late the other end has its own work to end.
+        if (!(stopsClient() ? serving : requesting).result(isStopped ? newsLimit : patience)) {
             ends.pair.closeClient();
             ends.pair.closeServer();
         }
@@ -271,7 +273,10 @@ TEST_P(StopRace, LeavesWholeFilesAndConsistentResults)
 {
     measure();
     const int rounds = fromEnvironment("VESK_RACE_ROUNDS", defaultRounds);
-    for (int i = 0; i < rounds && !HasFailure(); ++i) {
+    // On a busy machine the stops of a short task may all come too late, but not for ever.
+    const int mostRounds = rounds < defaultRounds ? rounds : 5 * rounds;
+    int i = 0;
+    for (; (i < rounds || (m_stops == 0 && i < mostRounds)) && !HasFailure(); ++i) {
         const Round round = drawRound();
         SCOPED_TRACE("seed " + std::to_string(seed()) + ", round " + std::to_string(i) + ": call "
                      + std::to_string(round.releasingCall) + " of " + std::to_string(m_calls) + ", and "
@@ -292,7 +297,7 @@ TEST_P(StopRace, LeavesWholeFilesAndConsistentResults)
         expectNextTaskSucceeds(round);
     }
     EXPECT_TRUE(m_stops > 0 || rounds < defaultRounds) << "every stop came too late";
-    std::cout << rounds << " rounds, " << m_stops << " stopped, " << m_stopsOfData
+    std::cout << i << " rounds, " << m_stops << " stopped, " << m_stopsOfData
               << " of them after the first data\n";
 }
 

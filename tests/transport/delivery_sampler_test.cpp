@@ -101,6 +101,17 @@ TEST(ADeliverySampler, TakesNoRoundTripTimeFromRepeatedPackets)
     EXPECT_EQ(sample.rttUs, 0);
 }
 
+TEST(ADeliverySampler, RepeatsOnlyWhatWaitsForAcknowledgement)
+{
+    DeliverySampler sampler(0);
+    sampler.onSent(start);
+    sampler.onSent(start + 100);
+    EXPECT_FALSE(sampler.onRepeated(2, start + 10000)) << "it was never sent";
+    sampler.acknowledge(1);
+    EXPECT_FALSE(sampler.onRepeated(0, start + 10000)) << "it has arrived";
+    EXPECT_TRUE(sampler.onRepeated(1, start + 10000));
+}
+
 TEST(ADeliverySampler, MarksWhatWasSentAfterAPause)
 {
     SteadyLine line(0);

@@ -29,6 +29,16 @@ TEST(WindowedMaximum, FallsToWhatFollowedWhenTheLargestIsTooOld)
     EXPECT_EQ(largest.value(), 5);
 }
 
+TEST(WindowedMaximum, FallsToTheThirdBestWhenTheTwoBeforeAreTooOld)
+{
+    WindowedMax largest(10);
+    largest.add(9, 0);
+    largest.add(8, 3);
+    largest.add(7, 9);
+    largest.add(2, 18);
+    EXPECT_EQ(largest.value(), 7);
+}
+
 TEST(WindowedMaximum, ForgetsAllAfterALongPause)
 {
     WindowedMax largest(10);

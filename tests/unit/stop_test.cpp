@@ -24,6 +24,18 @@ void waitUntilActive(const StopFlags &flags)
         std::this_thread::yield();
 }
 
+/// Waits until there is something to read; false when nothing comes for long.
+bool beginsToArrive(UDTSOCKET socket)
+{
+    const auto end = std::chrono::steady_clock::now() + seconds(20);
+    while (socketOption<int>(socket, UDT_RCVDATA) == 0) {
+        if (std::chrono::steady_clock::now() >= end)
+            return false;
+        std::this_thread::sleep_for(milliseconds(1));
+    }
+    return true;
+}
+
 void stop(StopFlags &flags)
 {
     flags.stopRequested = true;
@@ -72,7 +84,8 @@ TEST_F(Stop, EndsASendThatThePeerDoesNotTake)
 {
     {
         const Background sender([&] { return m_channel.send(listKind, endless); });
-        waitUntilActive(m_flags);
+        // No sooner: of a long listing the frame is made first, and a stop meanwhile sends nothing.
+        ASSERT_TRUE(beginsToArrive(m_pair.client()));
         EXPECT_FALSE(sender.wait(milliseconds(500)));
         stop(m_flags);
         EXPECT_EQ(sender.wait(promptly), false);
