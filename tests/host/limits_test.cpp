@@ -1,6 +1,4 @@
-#include "tests/host/program.h"
-
-#include "tests/support/temp_dir.h"
+#include "tests/host/client_test.h"
 
 #include "vesk_base/paths.h"
 
@@ -23,7 +21,7 @@ constexpr int limitReached = 11;
 constexpr int interrupted = 130;
 constexpr qint64 fileSize = 40 << 20; // bytes
 
-class LimitsTest : public testing::Test
+class LimitsTest : public ClientTest
 {
 protected:
     void SetUp() override
@@ -51,21 +49,9 @@ protected:
         + more;
     }
 
-    int run(const QStringList &arguments)
-    {
-        Program client(arguments);
-        const int code = client.waitForEnd();
-        m_err = client.err().toStdString();
-        m_summary = client.event(QStringLiteral("summary"));
-        return code;
-    }
-
-    TempDir m_directory;
     QString m_file;
     QString m_partial; // of "big" on the server
     std::unique_ptr<ServerProgram> m_server;
-    std::string m_err;
-    QJsonObject m_summary;
 };
 
 TEST_F(LimitsTest, StopsAfterSoMuchTimeAndKeepsWhatHasArrived)

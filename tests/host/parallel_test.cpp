@@ -1,8 +1,6 @@
-#include "tests/host/program.h"
+#include "tests/host/client_test.h"
 
 #include "tests/support/ordinary_user.h"
-#include "tests/support/temp_dir.h"
-
 #include "vesk_base/paths.h"
 
 #include <QtCore/QDir>
@@ -27,7 +25,7 @@ using testing::Not;
 namespace
 {
 
-class ParallelTest : public testing::Test
+class ParallelTest : public ClientTest
 {
 protected:
     void SetUp() override
@@ -59,26 +57,11 @@ protected:
         return quietPutArguments(server) + QStringList{QStringLiteral("--json")};
     }
 
-    int run(const QStringList &arguments)
-    {
-        Program client(arguments);
-        const int code = client.waitForEnd();
-        m_err = client.err().toStdString();
-        m_summary = client.event(QStringLiteral("summary"));
-        return code;
-    }
-
-    int counted(const char *field) const { return m_summary.value(QLatin1String(field)).toInt(-1); }
-
     void expectAllThere(int count, const QString &top)
     {
         for (int i = 0; i < count; ++i)
             ASSERT_EQ(m_directory.read(top + fileName(i)), pattern(100 + i, i)) << i;
     }
-
-    TempDir m_directory;
-    std::string m_err;
-    QJsonObject m_summary;
 };
 
 TEST_F(ParallelTest, MovesATreeOverSeveralConnectionsThereAndBack)

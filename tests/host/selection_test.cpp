@@ -1,8 +1,6 @@
-#include "tests/host/program.h"
+#include "tests/host/client_test.h"
 
 #include "host/client/name_list.h"
-
-#include "tests/support/temp_dir.h"
 
 #include <QtCore/QFileInfo>
 
@@ -14,7 +12,7 @@ using testing::HasSubstr;
 namespace
 {
 
-class SelectionTest : public testing::Test
+class SelectionTest : public ClientTest
 {
 protected:
     void SetUp() override
@@ -25,16 +23,6 @@ protected:
             ASSERT_TRUE(m_directory.write(QString::fromUtf8(name), name));
         m_server = std::make_unique<ServerProgram>(m_directory.path(QStringLiteral("srv")));
         ASSERT_NE(m_server->port(), 0);
-    }
-
-    int run(const QStringList &arguments)
-    {
-        Program client(arguments);
-        const int code = client.waitForEnd();
-        m_out = client.out().toStdString();
-        m_err = client.err().toStdString();
-        m_summary = client.event(QStringLiteral("summary"));
-        return code;
     }
 
     int put(const QStringList &more, const QString &path = QStringLiteral("srv"))
@@ -51,8 +39,6 @@ protected:
                    + more);
     }
 
-    int counted(const char *field) const { return m_summary.value(QLatin1String(field)).toInt(-1); }
-
     QStringList files(const QString &below) const
     {
         QStringList found;
@@ -63,11 +49,7 @@ protected:
         return found;
     }
 
-    TempDir m_directory;
     std::unique_ptr<ServerProgram> m_server;
-    std::string m_out;
-    std::string m_err;
-    QJsonObject m_summary;
 };
 
 TEST_F(SelectionTest, LeavesOutWhatTheRulesSayInBothDirections)

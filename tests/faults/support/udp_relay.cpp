@@ -14,6 +14,8 @@ namespace VESK::Test
 namespace
 {
 
+constexpr ssize_t shortestPacket = 16; // bytes of UDT; anything shorter asks whether the port is there
+
 int newSocket()
 {
     const int descriptor = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -82,7 +84,7 @@ void UdpRelay::receive(int descriptor, bool toServer)
         const ssize_t count = ::recvfrom(descriptor, buffer.data(), buffer.size(), 0, generic(from), &size);
         if (count < 0)
             return;
-        if (toServer)
+        if (toServer && count >= shortestPacket)
             m_client = from;
         accept({toServer, {buffer.data(), buffer.data() + count}});
     }
@@ -90,7 +92,7 @@ void UdpRelay::receive(int descriptor, bool toServer)
 
 void UdpRelay::accept(Datagram datagram)
 {
-    if (happens(m_weather.loss)) {
+    if (m_isCut || happens(m_weather.loss)) {
         ++m_lost;
         return;
     }

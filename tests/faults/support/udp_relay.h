@@ -39,7 +39,11 @@ public:
     /// Where the client finds it.
     const sockaddr_in &address() const { return m_address; }
 
-    /// Datagrams that were lost so far.
+    /// Nothing passes from now on, or everything does again. Any thread.
+    void cut() { m_isCut = true; }
+    void mend() { m_isCut = false; }
+
+    /// Datagrams that were lost so far, those of a cut path included.
     int lost() const { return m_lost; }
 
 private:
@@ -65,6 +69,7 @@ private:
     std::multimap<Clock::time_point, Datagram> m_waiting;
     std::array<Clock::time_point, 2> m_lineFree; // when the line has sent all that waits, by toServer
     std::atomic<int> m_lost{0};
+    std::atomic<bool> m_isCut{false};
     std::atomic<bool> m_isEnding{false};
     std::thread m_thread;
 };
