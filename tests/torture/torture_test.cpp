@@ -136,11 +136,12 @@ protected:
         const RunningTask requesting(client, pair);
         const auto &failing = failsAtClient() ? requesting : serving;
         const auto &other = failsAtClient() ? serving : requesting;
-        if (failing.result() == false) // as a host does with a task that failed
+        const bool hasFailed = failing.result() == false;
+        if (hasFailed) // as a host does with a task that failed
             failsAtClient() ? pair.closeClient() : pair.closeServer();
         // News of a connection that was closed within moments of its beginning may be lost: then the other
         // end's host gives up on it.
-        if (!other.result(std::chrono::seconds(1))) {
+        if (!other.result(hasFailed ? std::chrono::seconds(1) : patience)) {
             pair.closeClient();
             pair.closeServer();
         }
