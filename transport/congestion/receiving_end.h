@@ -14,8 +14,8 @@ public:
     /// `first` is the first packet that the peer is going to send.
     explicit ReceivingEnd(Sequence first = 0);
 
-    /// A packet has arrived. `rttUs` is the round-trip time as far as it is known here; `isLast`: it is the last
-    /// one of what the sender's program handed over at a time.
+    /// A packet has arrived. `rttUs` is the round-trip time as far as it is known here; `isLast`: it is the
+    /// last one of what the sender's program handed over at a time.
     void onArrival(Sequence sequence, TimeUs now, TimeUs rttUs, bool isLast = false);
 
     /// The sender has greeted (feedback.h): it takes loss reports that repeat what UDT has reported.
