@@ -1,4 +1,5 @@
 #include "tests/faults/support/udp_relay.h"
+#include "tests/transport/byte_transfer.h"
 
 #include "transport/connector.h"
 #include "transport/listener.h"
@@ -15,45 +16,6 @@ namespace
 {
 
 using std::chrono::milliseconds;
-
-SocketAddress loopback(quint16 port)
-{
-    QString error;
-    return SocketAddress::resolve(QStringLiteral("127.0.0.1"), port, AddressFamily::Ipv4, &error).front();
-}
-
-std::string someBytes(int size)
-{
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    std::mt19937 random(7);
-    for (char &byte : bytes)
-        byte = static_cast<char>(random());
-    return bytes;
-}
-
-std::string receiveAll(UDTSOCKET socket, int size)
-{
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    for (int done = 0; done < size;) {
-        const int count = UDT::recv(socket, &bytes[static_cast<std::size_t>(done)], size - done, 0);
-        if (count <= 0)
-            return {};
-        done += count;
-    }
-    return bytes;
-}
-
-bool sendAll(UDTSOCKET socket, const std::string &bytes)
-{
-    const int size = static_cast<int>(bytes.size());
-    for (int done = 0; done < size;) {
-        const int count = UDT::send(socket, bytes.data() + done, size - done, 0);
-        if (count <= 0)
-            return false;
-        done += count;
-    }
-    return true;
-}
 
 struct Ends {
     Congestion client;

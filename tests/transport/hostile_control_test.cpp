@@ -1,3 +1,5 @@
+#include "tests/transport/byte_transfer.h"
+
 #include "transport/congestion/feedback.h"
 #include "transport/congestion/udt_packet.h"
 #include "transport/connector.h"
@@ -17,6 +19,7 @@
 // VESK_HOSTILE_SEED takes another seed than 1.
 
 using namespace VESK;
+using namespace VESK::Test;
 
 namespace
 {
@@ -180,46 +183,6 @@ private:
     int m_reports = 0;
 };
 
-SocketAddress loopback(quint16 port)
-{
-    QString error;
-    return SocketAddress::resolve(QStringLiteral("127.0.0.1"), port, AddressFamily::Ipv4, &error).front();
-}
-
-std::string someBytes(int size)
-{
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    std::mt19937 random(7);
-    for (char &byte : bytes)
-        byte = static_cast<char>(random());
-    return bytes;
-}
-
-std::string receiveAll(UDTSOCKET socket, int size)
-{
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    int done = 0;
-    while (done < size) {
-        const int count = UDT::recv(socket, &bytes[static_cast<std::size_t>(done)], size - done, 0);
-        if (count <= 0)
-            break;
-        done += count;
-    }
-    bytes.resize(static_cast<std::size_t>(done));
-    return bytes;
-}
-
-void sendAll(UDTSOCKET socket, const std::string &bytes)
-{
-    const int size = static_cast<int>(bytes.size());
-    for (int done = 0; done < size;) {
-        const int count = UDT::send(socket, bytes.data() + done, size - done, 0);
-        if (count <= 0)
-            return; // the other end sees that
-        done += count;
-    }
-}
-
 /// A hostile client, and an honest server with our control.
 class HostileControls : public testing::TestWithParam<Mischief>
 {
@@ -264,7 +227,7 @@ protected:
     {
         const std::string bytes = someBytes(size);
         auto received = std::async(std::launch::async, [=] { return receiveAll(to, size); });
-        auto sent = std::async(std::launch::async, [&] { sendAll(from, bytes); });
+        auto sent = std::async(std::launch::async, [&] { return sendAll(from, bytes); });
         const bool hasEnded = received.wait_for(limit) == std::future_status::ready;
         if (!hasEnded) {
             UDT::close(from);
@@ -273,7 +236,7 @@ protected:
         const std::string found = received.get();
         if (found.size() < bytes.size())
             UDT::close(from); // or the sender would wait for its room
-        sent.get();
+        (void)sent.get(); // the other end tells what is missing
         *arrived = found.size();
         EXPECT_TRUE(found == bytes.substr(0, found.size())) << "after " << found.size() << " bytes";
         return hasEnded;
