@@ -121,7 +121,7 @@ TEST(AReceivingEnd, AcknowledgesTheLastPacketOfABurstAtOnceAndTheOthersSeldom)
     ReceivingEnd end(0);
     for (Sequence sequence = 0; sequence < 8; ++sequence) {
         end.onArrival(sequence, start + sequence, rtt);
-        EXPECT_GT(end.ackInterval(), 8);
+        EXPECT_GE(end.ackInterval(), 8);
     }
     end.onArrival(8, start + 8, rtt, true);
     EXPECT_EQ(end.ackInterval(), 1);

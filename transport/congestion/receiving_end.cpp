@@ -25,7 +25,7 @@ constexpr TimeUs pauseUs = 20000;
 // UDT hands data to the reader when it acknowledges. Its timer is looked at only when a packet arrives, and
 // 0.1 s after the last: so the packets after which the reader can go on are acknowledged at once.
 constexpr int shortBurst = 64;
-constexpr int ackIntervalOfBurst = 16;
+constexpr int ackIntervalOfBurst = 8; // half of the smallest window that a sender may have
 constexpr double ackEveryUs = 5000;
 constexpr double minAckEveryUs = 1000;
 // Below the 64 packets at which UDT adds short acknowledgements, of which the sender's end learns nothing.
