@@ -11,7 +11,9 @@ namespace VESK::Host
 /// What a server offers, and how much of it at a time.
 struct ServerSettings {
     std::vector<Share> shares; ///< no two of one name
-    int maxConnections = 64; ///< each may take the transport's buffers
+    /// Each may take the transport's buffers. Twice what one client uses at most: those of a client that was
+    /// killed count until they are taken for dead, up to a minute, and are not to shut out the next.
+    int maxConnections = 128;
 
     /// Null when there is none of that name.
     const Share *findShare(const QString &name) const
