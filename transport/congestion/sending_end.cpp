@@ -29,7 +29,7 @@ constexpr TimeUs minPause = 5000;
 // and the window as seldom as that, so that the window keeps a burst that turns out to be long to what the
 // line carries in some time.
 constexpr int shortBurst = 16; // packets
-constexpr int minBurstWindow = 32; // packets
+constexpr int minBurstWindow = 64; // packets
 constexpr double burstWindowSeconds = 0.02;
 
 } // namespace
