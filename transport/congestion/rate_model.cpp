@@ -43,9 +43,6 @@ constexpr double maxProbeLoss = 0.05;
 constexpr int overrunsOfSlowerLine = 3;
 constexpr double lossOfSlowerLine = 0.35; // in one round: others who overflow the queue cause less
 
-constexpr TimeUs queueNoise = 3000; // round-trip times vary by so much without a queue
-constexpr TimeUs minMoment = 12000; // the library may sleep for 10 ms and send what was due then at once
-
 // Beside others a connection keeps so many packets in the queue. When all do, all get the same.
 constexpr double sharePackets = 64;
 constexpr double shareSeconds = 0.004; // or what the line does in this time, where that is more
@@ -63,9 +60,7 @@ constexpr TimeUs sameMachineRtt = 100;
 constexpr double sameMachineLoss = 0.001;
 constexpr int sameMachineWindow = 1000; // packets
 
-constexpr TimeUs emptyQueue = 1000;
 constexpr TimeUs maxWithoutLook = 10000000; // at the empty line
-constexpr TimeUs minDelayMemory = 15000000; // clocks drift
 constexpr TimeUs rttProbeTime = 200000;
 constexpr double rttProbeGain = 0.5;
 
@@ -76,7 +71,6 @@ constexpr TimeUs feedbackDelay = 4000;
 
 RateModel::RateModel()
     : m_rate(rateRounds)
-    , m_minDelay(minDelayMemory)
     , m_lineRate(lineRateMemory)
     , m_gain(startupGain)
 {
@@ -85,8 +79,7 @@ RateModel::RateModel()
 void RateModel::onSample(const DeliverySample &sample, TimeUs now, int inFlight, std::uint64_t lost)
 {
     m_isSilent = false;
-    updateRtt(sample, now);
-    updateArrivalRate(sample);
+    m_queue.onSample(sample, now);
     updateRound(sample, now, lost);
     updateTrain(sample);
     m_roundRate = std::max(m_roundRate, sample.rate);
@@ -111,30 +104,6 @@ void RateModel::onSilence()
     m_isSilent = true;
 }
 
-void RateModel::updateRtt(const DeliverySample &sample, TimeUs now)
-{
-    const TimeUs rtt = sample.rttUs;
-    if (rtt <= 0 || !sample.hasDelay)
-        return;
-    m_smoothedRtt = m_smoothedRtt == 0 ? rtt : m_smoothedRtt + (rtt - m_smoothedRtt) / 8;
-    if (m_minRtt == 0 || rtt < m_minRtt)
-        m_minRtt = rtt;
-
-    const auto delay = static_cast<double>(sample.delayUs);
-    if (sample.isFirstDelay)
-        m_minDelay.reset(-delay, now);
-    m_minDelay.add(-delay, now);
-    const auto queue = static_cast<TimeUs>(delay + m_minDelay.value());
-    m_sampleQueue = queue;
-    m_smoothedQueue += (queue - m_smoothedQueue) / 8;
-    m_latestQueue += (queue - m_latestQueue) / 2;
-    m_roundMinQueue = m_roundMinQueue < 0 ? queue : std::min(m_roundMinQueue, queue);
-    if (queue <= m_minRtt / 64 + emptyQueue) {
-        m_emptySeen = now;
-        m_minRtt += (rtt - m_minRtt) / 256; // the way may have become longer
-    }
-}
-
 void RateModel::updateTrain(const DeliverySample &sample)
 {
     m_isTrainOver = m_isTrainOver || (m_trainRate > 0 && m_isRoundStart);
@@ -142,20 +111,6 @@ void RateModel::updateTrain(const DeliverySample &sample)
         return;
     m_train.add(sample.delivered, sample.clockUs);
     m_trainRate = std::min(m_train.rate(), firstRate);
-}
-
-void RateModel::updateArrivalRate(const DeliverySample &sample)
-{
-    const std::uint64_t arrived = sample.delivered - m_deliveredAtMoment;
-    const TimeUs time = sample.clockUs - m_momentStart;
-    m_momentMinQueue = std::min(m_momentMinQueue, m_sampleQueue);
-    if (time < std::max(minMoment, m_minRtt / 8))
-        return;
-    m_queueOfMoment = m_momentMinQueue;
-    m_momentMinQueue = m_sampleQueue;
-    m_arrivalRate = static_cast<double>(arrived) * 1e6 / static_cast<double>(time);
-    m_deliveredAtMoment = sample.delivered;
-    m_momentStart = sample.clockUs;
 }
 
 void RateModel::updateRound(const DeliverySample &sample, TimeUs now, std::uint64_t lost)
@@ -174,14 +129,11 @@ void RateModel::endRound(const DeliverySample &sample, TimeUs now, std::uint64_t
     m_lossRatio = missed > 0 ? missed / (missed + arrived) : 0;
     m_deliveredAtRound = sample.delivered;
     m_lostAtRound = lost;
-    // Its shortest time: the longer ones may be those that the threads of both ends had to wait for.
-    m_standingQueueBefore = m_standingQueue;
-    m_standingQueue = m_roundMinQueue < 0 ? m_standingQueue : m_roundMinQueue;
-    m_roundMinQueue = -1;
+    m_queue.endRound();
     // A queue and many losses: the line does less than it did, and what it did counts no longer. Losses
     // alone do not mean that. Others who overflow the queue do so now and then, not round by round.
     const bool isOverrun =
-        m_state != State::Startup && m_lossRatio > maxProbeLoss && hasQueue() && m_roundRate > 0;
+        m_state != State::Startup && m_lossRatio > maxProbeLoss && m_queue.isThere() && m_roundRate > 0;
     m_overruns = isOverrun ? m_overruns + 1 : 0;
     if (isOverrun)
         m_rate.reset(m_roundRate, m_round);
@@ -193,18 +145,13 @@ void RateModel::endRound(const DeliverySample &sample, TimeUs now, std::uint64_t
     m_roundRate = 0;
 }
 
-bool RateModel::hasQueue() const
-{
-    return m_latestQueue > m_minRtt / 8 + queueNoise;
-}
-
 void RateModel::checkQueue()
 {
     // With a queue before the line that was never empty, packets arrive at the line's rate, and need not be
     // counted for a round trip to know it.
-    if (!hasQueue() || m_queueOfMoment < queueNoise || m_arrivalRate <= 0)
+    if (!m_queue.isThere() || m_queue.ofMomentUs() < QueueMeter::noise || m_queue.arrivalRate() <= 0)
         return;
-    m_rate.add(m_arrivalRate, m_round);
+    m_rate.add(m_queue.arrivalRate(), m_round);
     leaveStartup();
 }
 
@@ -275,10 +222,11 @@ void RateModel::checkShare(TimeUs now, int inFlight)
         if (m_phase <= downPhase + 1)
             return;
         // One that drains is what is left of a line that has become slower, or of a probe.
-        const bool isKept = m_standingQueue >= queueNoise
-            && static_cast<double>(m_standingQueue) > keptQueue * static_cast<double>(m_standingQueueBefore);
+        const bool isKept = m_queue.standingUs() >= QueueMeter::noise
+            && static_cast<double>(m_queue.standingUs())
+                > keptQueue * static_cast<double>(m_queue.standingBeforeUs());
         m_queueRounds = isKept ? m_queueRounds + 1 : 0;
-        m_hasMadeRoom = m_hasMadeRoom && m_standingQueue >= queueNoise;
+        m_hasMadeRoom = m_hasMadeRoom && m_queue.standingUs() >= QueueMeter::noise;
         if (m_queueRounds < roundsUntilShare)
             return;
         // It may still be of this connection's making, and goes away then.
@@ -292,12 +240,12 @@ void RateModel::checkShare(TimeUs now, int inFlight)
     }
     if (m_state != State::Share)
         return;
-    if (m_standingQueue < queueNoise / 2) {
+    if (m_queue.standingUs() < QueueMeter::noise / 2) {
         enterProbe(now, upPhase);
         return;
     }
-    const auto unqueued = static_cast<double>(m_minRtt + feedbackDelay / 2);
-    const double rtt = unqueued + static_cast<double>(m_standingQueue);
+    const auto unqueued = static_cast<double>(m_queue.minRttUs() + feedbackDelay / 2);
+    const double rtt = unqueued + static_cast<double>(m_queue.standingUs());
     const double packets = std::max(sharePackets, lineRate() * shareSeconds);
     m_shareWindow += shareStep * (m_shareWindow * unqueued / rtt + packets - m_shareWindow);
     m_shareWindow = std::max(m_shareWindow, minShare * lineRate() * rtt * 1e-6);
@@ -306,16 +254,17 @@ void RateModel::checkShare(TimeUs now, int inFlight)
 void RateModel::checkCycle(TimeUs now, int inFlight)
 {
     const TimeUs time = now - m_phaseStart;
-    if (m_phase == upPhase && !hasQueue() && m_rate.value() > m_rateBeforeUp * growth) {
+    if (m_phase == upPhase && !m_queue.isThere() && m_rate.value() > m_rateBeforeUp * growth) {
         restart();
         return;
     }
-    bool isOver = time > std::max(m_minRtt, minPhase);
+    bool isOver = time > std::max(m_queue.minRttUs(), minPhase);
     // More is asked for until there is a queue, so that a line that has become faster is found soon.
     if (m_phase == upPhase)
-        isOver = isOver && (hasQueue() || m_lossRatio > maxProbeLoss || time > maxUpRounds * m_minRtt);
+        isOver = isOver
+            && (m_queue.isThere() || m_lossRatio > maxProbeLoss || time > maxUpRounds * m_queue.minRttUs());
     if (m_phase == downPhase)
-        isOver = inFlight <= target(1) || time > std::max(maxDownRounds * m_minRtt, minPhase);
+        isOver = inFlight <= target(1) || time > std::max(maxDownRounds * m_queue.minRttUs(), minPhase);
     if (!isOver)
         return;
     m_rateBeforeUp = m_rate.value();
@@ -327,7 +276,8 @@ void RateModel::checkCycle(TimeUs now, int inFlight)
 void RateModel::checkRttProbe(TimeUs now, int inFlight)
 {
     if (m_state != State::RttProbe) {
-        if (m_state == State::Startup || m_minRtt == 0 || now - m_emptySeen <= maxWithoutLook)
+        if (m_state == State::Startup || m_queue.minRttUs() == 0
+            || now - m_queue.emptySeen() <= maxWithoutLook)
             return;
         m_state = State::RttProbe;
         m_gain = 1;
@@ -337,21 +287,23 @@ void RateModel::checkRttProbe(TimeUs now, int inFlight)
         m_rttProbeEnd = now + rttProbeTime;
     if (m_rttProbeEnd == 0 || now < m_rttProbeEnd)
         return;
-    m_emptySeen = now;
+    m_queue.noteEmpty(now);
     enterProbe(now, laterPhase(now));
 }
 
 double RateModel::target(double gain) const
 {
     // What the way back holds up is under way, too, and no fault of the queue before the line.
-    const TimeUs way = std::clamp(m_smoothedRtt - m_smoothedQueue, m_minRtt, 2 * m_minRtt);
+    const TimeUs way =
+        std::clamp(m_queue.rttUs() - m_queue.smoothedUs(), m_queue.minRttUs(), 2 * m_queue.minRttUs());
     const auto seconds = static_cast<double>(way + feedbackDelay) * 1e-6;
     return gain * m_rate.value() * seconds;
 }
 
 bool RateModel::isUnpaced() const
 {
-    return m_minRtt > 0 && m_minRtt < sameMachineRtt && m_lossRatio < sameMachineLoss && !m_isSilent;
+    return m_queue.minRttUs() > 0 && m_queue.minRttUs() < sameMachineRtt && m_lossRatio < sameMachineLoss
+        && !m_isSilent;
 }
 
 double RateModel::pacingRate() const
@@ -365,7 +317,8 @@ double RateModel::pacingRate() const
         return unpacedRate;
     if (m_state == State::Share)
         return std::max(m_shareWindow * 1e6
-                            / static_cast<double>(m_minRtt + std::min(m_latestQueue, 2 * m_standingQueue)
+                            / static_cast<double>(m_queue.minRttUs()
+                                                  + std::min(m_queue.latestUs(), 2 * m_queue.standingUs())
                                                   + feedbackDelay / 2),
                         minRate);
     const double rate = std::max(m_rate.value() * m_gain, minRate);
@@ -391,12 +344,12 @@ int RateModel::window() const
     if (m_state == State::RttProbe)
         return std::max(minWindow, static_cast<int>(target(rttProbeGain)));
     if (m_state == State::Startup) {
-        const double train = m_trainRate * static_cast<double>(m_minRtt + feedbackDelay) * 1e-6;
+        const double train = m_trainRate * static_cast<double>(m_queue.minRttUs() + feedbackDelay) * 1e-6;
         return std::max({firstWindow, std::min(secondWindow, static_cast<int>(train)),
                          static_cast<int>(target(startupGain))});
     }
     if (m_state == State::Share) {
-        const double way = static_cast<double>(m_smoothedRtt + feedbackDelay) * 1e-6;
+        const double way = static_cast<double>(m_queue.rttUs() + feedbackDelay) * 1e-6;
         return std::max(minWindow, static_cast<int>(pacingRate() * way * shareWindowGain + sharePackets));
     }
     return std::max(minWindow, static_cast<int>(target(windowGain)));

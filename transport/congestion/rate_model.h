@@ -2,6 +2,7 @@
 
 #include "transport/congestion/delivery_sampler.h"
 #include "transport/congestion/packet_train.h"
+#include "transport/congestion/queue_meter.h"
 #include "transport/congestion/windowed_filter.h"
 
 namespace VESK
@@ -34,14 +35,12 @@ public:
 
     State state() const { return m_state; }
     double deliveryRate() const { return m_rate.value(); } ///< packets per second
-    TimeUs minRttUs() const { return m_minRtt; } ///< 0 before it is known
-    TimeUs rttUs() const { return m_smoothedRtt; } ///< 0 before it is known
-    TimeUs queueUs() const { return m_latestQueue; } ///< time in the queue before the line
+    TimeUs minRttUs() const { return m_queue.minRttUs(); } ///< 0 before it is known
+    TimeUs rttUs() const { return m_queue.rttUs(); } ///< 0 before it is known
+    TimeUs queueUs() const { return m_queue.latestUs(); } ///< time in the queue before the line
     double lossRatio() const { return m_lossRatio; } ///< of the last round
 
 private:
-    void updateRtt(const DeliverySample &sample, TimeUs now);
-    void updateArrivalRate(const DeliverySample &sample);
     void updateTrain(const DeliverySample &sample);
     void leaveStartup();
     void restart();
@@ -59,26 +58,10 @@ private:
     bool isUnpaced() const;
     double target(double gain) const;
     double startupRate(double rate) const;
-    bool hasQueue() const;
 
     State m_state = State::Startup;
     WindowedMax m_rate; // by rounds
-    TimeUs m_minRtt = 0;
-    TimeUs m_emptySeen = 0; // when the line was seen without a queue
-    TimeUs m_smoothedRtt = 0;
-    WindowedMax m_minDelay; // of -delay, by time
-    TimeUs m_smoothedQueue = 0; // time in the queue before the line
-    TimeUs m_roundMinQueue = -1; // of the round that runs; -1 before it is known
-    TimeUs m_standingQueue = 0; // of the last round
-    TimeUs m_standingQueueBefore = 0; // of the one before that
-    TimeUs m_latestQueue = 0; // smoothed over a few feedbacks only
-
-    TimeUs m_sampleQueue = 0; // the last sample's, not smoothed
-    TimeUs m_momentMinQueue = 0; // of the moment that runs
-    TimeUs m_queueOfMoment = 0; // the shortest of the last moment
-    double m_arrivalRate = 0; // of the last moment, packets per second
-    TimeUs m_momentStart = 0; // on the receiver's clock
-    std::uint64_t m_deliveredAtMoment = 0;
+    QueueMeter m_queue;
 
     PacketTrain m_train;
     double m_trainRate = 0; // at which the first packets arrived
