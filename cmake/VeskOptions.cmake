@@ -26,3 +26,12 @@ if(VESK_COVERAGE)
     add_compile_options(--coverage -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()
+
+# What most sources of the program and of the tests include is compiled once for all of them. A compiler cache
+# does better still, and does not know what to do with that.
+if(CMAKE_CXX_COMPILER_LAUNCHER OR CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    set(precompile OFF)
+else()
+    set(precompile ON)
+endif()
+option(VESK_PRECOMPILE "Precompile the headers that most sources include" ${precompile})
