@@ -30,11 +30,8 @@ protected:
     {
         const auto *const server = reinterpret_cast<const sockaddr_in *>(listenerAddress());
         const UdpRelay relay(*server, std::get<1>(GetParam()).weather, seed);
-        const UDTSOCKET client = newClientSocket();
-        const auto *const address = reinterpret_cast<const sockaddr *>(&relay.address());
-        // A connect may fail by chance, and rarely twice.
-        if (UDT::connect(client, address, sizeof relay.address()) == UDT::ERROR
-            && UDT::connect(client, address, sizeof relay.address()) == UDT::ERROR)
+        const UDTSOCKET client = newConnection(reinterpret_cast<const sockaddr *>(&relay.address()));
+        if (client == UDT::INVALID_SOCK)
             return false;
         const UDTSOCKET accepted = UDT::accept(listener(), nullptr, nullptr);
         const bool isMoved = task.run(client, accepted) && task.sent() && task.received();

@@ -116,11 +116,8 @@ protected:
         const quint16 port = child.line().section(' ', 1).toUShort();
         sockaddr_in address = *reinterpret_cast<const sockaddr_in *>(listenerAddress());
         address.sin_port = htons(port);
-        const auto *const generic = reinterpret_cast<const sockaddr *>(&address);
-        const UDTSOCKET socket = newClientSocket();
-        const bool isConnected = UDT::connect(socket, generic, sizeof address) != UDT::ERROR
-            || UDT::connect(socket, generic, sizeof address) != UDT::ERROR; // it may fail once by chance
-        return isConnected && child.line() == "ready" ? socket : UDT::INVALID_SOCK;
+        const UDTSOCKET socket = newConnection(reinterpret_cast<const sockaddr *>(&address));
+        return socket != UDT::INVALID_SOCK && child.line() == "ready" ? socket : UDT::INVALID_SOCK;
     }
 
     /// Runs one task and kills the child's end after `moment`, or never when that is below 0. True when both

@@ -38,11 +38,7 @@ UDTSOCKET connectTo(quint16 port)
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(port);
-    const UDTSOCKET socket = newClientSocket();
-    const auto *const generic = reinterpret_cast<const sockaddr *>(&address);
-    const bool isConnected = UDT::connect(socket, generic, sizeof address) != UDT::ERROR
-        || UDT::connect(socket, generic, sizeof address) != UDT::ERROR; // it may fail once by chance
-    return isConnected ? socket : UDT::INVALID_SOCK;
+    return newConnection(reinterpret_cast<const sockaddr *>(&address));
 }
 
 UDTSOCKET acceptOne()

@@ -16,8 +16,6 @@ namespace VESK::Test
 namespace
 {
 
-constexpr int attempts = 5; // a connect can fail by chance, so rarely that twice in a row is news
-
 std::mutex connecting; // one pair at a time, so that each gets its own ends
 std::uint64_t lastTicket = 0; // guarded by it; what a client says first, to be known by
 
@@ -36,13 +34,9 @@ bool receiveTicket(UDTSOCKET socket, std::uint64_t &ticket)
 
 UDTSOCKET connectClient(std::uint64_t ticket)
 {
-    const UDTSOCKET socket = newClientSocket();
-    if (socket == UDT::INVALID_SOCK)
-        return socket;
-    if (UDT::connect(socket, listenerAddress(), sizeof(sockaddr_in)) == UDT::ERROR)
-        return UDT::INVALID_SOCK; // left open: once it is gone, the library falls over what it remembers of
-                                  // it
-    if (UDT::send(socket, reinterpret_cast<const char *>(&ticket), sizeof ticket, 0) == sizeof ticket)
+    const UDTSOCKET socket = newConnection(listenerAddress());
+    if (socket == UDT::INVALID_SOCK
+        || UDT::send(socket, reinterpret_cast<const char *>(&ticket), sizeof ticket, 0) == sizeof ticket)
         return socket;
     UDT::close(socket);
     return UDT::INVALID_SOCK;
@@ -82,8 +76,7 @@ bool waitUntilZero(UDTSOCKET socket, UDTOpt counter, std::chrono::seconds limit)
 UdtPair::UdtPair()
 {
     const std::lock_guard<std::mutex> lock(connecting);
-    for (int i = 0; i < attempts && m_client == UDT::INVALID_SOCK; ++i)
-        m_client = connectClient(++lastTicket);
+    m_client = connectClient(++lastTicket);
     if (m_client != UDT::INVALID_SOCK)
         m_server = acceptServer(lastTicket);
     if (m_server != UDT::INVALID_SOCK)

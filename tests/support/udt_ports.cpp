@@ -12,6 +12,7 @@ namespace VESK::Test
 namespace
 {
 
+constexpr int attempts = 5; // a connect can fail by chance, so rarely that twice in a row is news
 constexpr int backlog = 64; // connections that wait for their accept; pairs are made one by one
 
 struct Ports {
@@ -71,6 +72,16 @@ UDTSOCKET newClientSocket()
     if (socket == UDT::INVALID_SOCK || UDT::bind(socket, address, sizeof ports.clientAddress) != UDT::ERROR)
         return socket;
     UDT::close(socket);
+    return UDT::INVALID_SOCK;
+}
+
+UDTSOCKET newConnection(const sockaddr *address)
+{
+    for (int i = 0; i < attempts; ++i) {
+        const UDTSOCKET socket = newClientSocket();
+        if (socket == UDT::INVALID_SOCK || UDT::connect(socket, address, sizeof(sockaddr_in)) != UDT::ERROR)
+            return socket;
+    }
     return UDT::INVALID_SOCK;
 }
 

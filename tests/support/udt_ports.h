@@ -15,6 +15,12 @@ void openUdtPorts();
 /// A new unconnected socket on the client port, linger off. INVALID_SOCK when there is none to be had.
 UDTSOCKET newClientSocket();
 
+/// A socket on the client port, connected to `address`, an IPv4 address. Tries again when a connect fails by
+/// chance, with a new socket each time: the library falls over what it remembers of an attempt once its
+/// socket is used again or gone, so that those of failed attempts stay open. INVALID_SOCK when nobody
+/// answers.
+UDTSOCKET newConnection(const sockaddr *address);
+
 /// The listening socket; whatever it accepts has its linger off.
 UDTSOCKET listener();
 
