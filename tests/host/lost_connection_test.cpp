@@ -47,13 +47,23 @@ protected:
         const std::optional<ParamMap> task = peer.recvMap(MessageKind::TaskParam);
         if (!task || task->value(QStringLiteral("operator")) != QLatin1String("upload"))
             return false;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_answered << task->value(QStringLiteral("fileName"));
+        }
         EXPECT_TRUE(peer.sendMap(MessageKind::TaskParamAck,
                                  {{QStringLiteral("ackRespond"), QStringLiteral("true")},
                                   {QStringLiteral("bTransfer"), QStringLiteral("false")},
                                   {QStringLiteral("offset"), QStringLiteral("100")}}));
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_answered << task->value(QStringLiteral("fileName"));
         return true;
+    }
+
+    // The names of the files that the server has said it has, in order.
+    QStringList answered()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_answered.sort();
+        return m_answered;
     }
 
     // The first connection, whose first task is answered only when `go` is there.
@@ -85,8 +95,7 @@ TEST_F(LostConnectionTest, ItsTaskIsDoneByTheOtherConnection)
     std::promise<void> ended;
     const CrowdedServer server({staying(ended.get_future().share()), ending(ended)});
     EXPECT_EQ(put({QStringLiteral("--retries"), QStringLiteral("2")}), 0) << m_err;
-    m_answered.sort();
-    EXPECT_EQ(m_answered, (QStringList{"f0", "f1", "f2", "f3"}));
+    EXPECT_EQ(answered(), (QStringList{"f0", "f1", "f2", "f3"}));
     EXPECT_EQ(counted("alreadyThere"), 4);
     EXPECT_THAT(m_err, HasSubstr("the connection was lost (recv"));
 }
@@ -96,7 +105,7 @@ TEST_F(LostConnectionTest, ATaskWithoutRetriesFailsAndTheOthersAreDone)
     std::promise<void> ended;
     const CrowdedServer server({staying(ended.get_future().share()), ending(ended)});
     EXPECT_EQ(put({QStringLiteral("--retries"), QStringLiteral("0")}), 1) << m_err;
-    EXPECT_EQ(m_answered.size(), 3);
+    EXPECT_EQ(answered().size(), 3);
     EXPECT_EQ(counted("failed"), 1);
     EXPECT_THAT(m_err, HasSubstr("the connection was lost and could not be made again"));
 }
