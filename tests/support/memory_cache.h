@@ -1,6 +1,6 @@
 #pragma once
 
-#include "vesk_base/verify_cache.h"
+#include "vesk_base/vesk_base.h"
 
 #include <map>
 #include <memory>
@@ -90,8 +90,8 @@ template <typename Cache = MemoryCache>
 class InstalledCache
 {
 public:
-    InstalledCache() { setVerifyCache(m_cache); }
-    ~InstalledCache() { setVerifyCache(nullptr); }
+    InstalledCache() { VeskBase::setVerifyCache(m_cache); }
+    ~InstalledCache() { VeskBase::setVerifyCache(nullptr); }
     InstalledCache(const InstalledCache &) = delete;
     InstalledCache &operator=(const InstalledCache &) = delete;
 

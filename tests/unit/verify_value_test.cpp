@@ -14,6 +14,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <thread>
+
 using namespace VESK;
 using namespace VESK::Test;
 
@@ -215,6 +218,30 @@ TEST(VerifyValue, OfAnUnreadableFileIsEmpty)
     EXPECT_TRUE(holdsForOrdinaryUser(isEmpty));
     ASSERT_EQ(::chmod(file.constData(), 0644), 0);
     EXPECT_FALSE(holdsForOrdinaryUser(isEmpty));
+}
+
+TEST(VerifyValue, OfAFileThatShrinksMeanwhileIsNeverThatOfOtherContents)
+{
+    const TempDir directory;
+    const QString path = directory.path("file"_s);
+    const QByteArray name = QFile::encodeName(path);
+    // What is cut off comes back as zeros, so that the contents follow from the length.
+    ASSERT_TRUE(directory.write("file"_s, QByteArray(2 * mib, 'a')));
+    const QString ofHalf = fileVerifyValue(path, "fileattr"_s);
+    ASSERT_EQ(::truncate(name.constData(), 4 * mib), 0);
+    const QString ofAll = fileVerifyValue(path, "fileattr"_s);
+
+    std::atomic<bool> isOver = false;
+    std::thread changing([&] {
+        while (!isOver)
+            EXPECT_EQ(::truncate(name.constData(), 2 * mib) + ::truncate(name.constData(), 4 * mib), 0);
+    });
+    for (int i = 0; i < 2000; ++i) {
+        const QString value = fileVerifyValue(path, "fileattr"_s);
+        EXPECT_TRUE(value.isEmpty() || value == ofHalf || value == ofAll) << value.toStdString();
+    }
+    isOver = true;
+    changing.join();
 }
 
 TEST(VerifyValue, OfAFileWhoseReadingFailsIsEmpty)
