@@ -114,7 +114,7 @@ bool VeskHandler2_0_0::uploadRespond()
     const IncomingFile incoming{socket, target, *temporary, receivingMode(offer.replace), offer.size};
     // clang-format off
     const bool placed = makeDirectory(op, directory)
-        && setDirectoryModes(op, *root, directory)
+        && setDirectoryModes(op, *root, directory, permissionMode(op, Key::dirMod))
         && receiveBulk(op, incoming, offset)
         && reportVerification(op, offer.verifyMode, *temporary, offer.verifyValue)
         && removeOldTarget(op, target, existed)
