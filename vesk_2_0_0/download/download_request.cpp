@@ -84,7 +84,8 @@ bool VeskHandler2_0_0::downloadRequest()
 {
     const Operation op(*this, "downloadRequest");
     const int socket = op.param(Key::clientSocket, QLatin1String("-1")).toInt();
-    const QString local = pathJoin(op.param(Key::destPath), op.param(Key::fileName));
+    const QString fileName = op.param(Key::fileName);
+    const QString local = pathJoin(op.param(Key::destPath), fileName);
     const QString verifyMode = op.param(Key::bVerify, Word::no);
     const bool replace = op.param(Key::bReplace) == Word::yes;
     const std::optional<HostCounters> counters = readHostCounters(op);
@@ -142,7 +143,7 @@ bool VeskHandler2_0_0::downloadRequest()
     if (!placed)
         return false;
     settleTime(op, local, offer.mtime);
-    return sendClosingMessage(op);
+    return sendClosingMessage(op, fileName);
 }
 
 } // namespace VESK

@@ -124,7 +124,7 @@ bool VeskHandler2_0_0::uploadRespond()
     if (!placed)
         return false;
     settleTime(op, target, offer.mtime);
-    return sendClosingMessage(op);
+    return sendClosingMessage(op, op.param(Key::fileName));
 }
 
 } // namespace VESK
