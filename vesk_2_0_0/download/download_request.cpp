@@ -119,8 +119,9 @@ bool VeskHandler2_0_0::downloadRequest()
         return false;
     const OfferedFile offer = readOffer(*ack);
     if (offer.missing) {
+        op.error("%1: server file [%2] not existed .", offer.missingPath);
         QFile::remove(*temporary); // if it cannot be removed, it only waits for a file that may come back
-        return op.fail("%1: server file [%2] not existed .", offer.missingPath);
+        return false;
     }
     if (offer.truncate && !startOver(op, offer, *temporary, counters->done))
         return false;
