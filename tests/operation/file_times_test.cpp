@@ -91,6 +91,14 @@ TEST_F(FileTimes, ReportsAMissingFile)
     EXPECT_FALSE(dir.exists("no %3 file"));
 }
 
+TEST_F(FileTimes, APathWithANulIsNotCutThere)
+{
+    const QString path = dir.path("file") + QChar(0) + "name";
+    handler().UpdateMtime(path, "someOperation", 5);
+    EXPECT_EQ(logged(), QStringList{"error|someOperation: get stat of  " + path + " failed."});
+    EXPECT_EQ(statusOf("file").st_mtim.tv_sec, 1100000000);
+}
+
 TEST_F(FileTimes, ReportsATimeThatMayNotBeSet)
 {
     if (::geteuid() != 0)
