@@ -19,16 +19,17 @@ std::int64_t *addressIn(const Operation &op, QLatin1String key)
 
 std::optional<HostCounters> readHostCounters(const Operation &op)
 {
-    const HostCounters counters{addressIn(op, Key::total), addressIn(op, Key::offset)};
-    if (counters.total == nullptr) {
+    std::int64_t *const total = addressIn(op, Key::total);
+    if (total == nullptr) {
         op.error("%1: get total failed.");
         return std::nullopt;
     }
-    if (counters.done == nullptr) {
+    std::int64_t *const done = addressIn(op, Key::offset);
+    if (done == nullptr) {
         op.error("%1: get offset failed.");
         return std::nullopt;
     }
-    return counters;
+    return HostCounters{total, done};
 }
 
 void publish(std::int64_t *counter, std::int64_t value)
