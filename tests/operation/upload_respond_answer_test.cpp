@@ -2,6 +2,7 @@
 
 #include "vesk_2_0_0/handler/file_times.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 
 // What a server makes of the offer of a file, up to its answer, and a task that ends there.
@@ -330,12 +331,14 @@ TEST_F(UploadRespond, AStatusSetBeforeTheTransferEndsItThere)
         EXPECT_EQ(param("respondStatus"), "");
         EXPECT_EQ(QFileInfo::exists(temporary()), word == "pause");
     }
+    ASSERT_TRUE(QDir(dir.path("mount")).removeRecursively());
     useHandler<Stopping>("cancel");
     const RunningTask task = start();
     EXPECT_EQ(ask(offer("text")), answer(true, 0));
     EXPECT_EQ(task.result(), false);
     EXPECT_EQ(logged(), lines({"error|process: removeFile " + temporary() + " failed."}))
         << "nothing had been received yet";
+    EXPECT_EQ(dir.entries(), QStringList()) << "nor had a directory been made";
 }
 
 } // namespace
