@@ -12,6 +12,8 @@ namespace VESK
 namespace
 {
 
+constexpr int longestPath = 4096; // characters; the system resolves no path that is longer
+
 /// One text for all texts that lead to the same place: as much of the path as exists, resolved by the
 /// system, and the rest as it is (the target's directories may be created only later). Nothing is
 /// tidied before that: ".." behind a link leads up from where the link leads to.
@@ -19,6 +21,11 @@ QString resolved(const QString &path)
 {
     QString existing = QDir::isRelativePath(path) ? QDir::currentPath() + QLatin1Char('/') + path : path;
     QString rest;
+    if (existing.size() > longestPath) { // its beginning may exist; a client can make it 30 times as long
+        const int cut = existing.lastIndexOf(QLatin1Char('/'), longestPath);
+        rest = existing.mid(cut);
+        existing.truncate(cut);
+    }
     for (;;) {
         const QString canonical = QFileInfo(existing).canonicalFilePath();
         const int cut = existing.lastIndexOf(QLatin1Char('/'));
