@@ -1,5 +1,7 @@
 #include "tests/operation/support/operation_test.h"
 
+#include <QtCore/QFile>
+
 // Which parameters the handler asks its base for, when and with which defaults: a derived class sees every
 // question, and may have an answer of its own.
 
@@ -184,7 +186,66 @@ TEST_F(ClientsQuestions, AnUnknownEndPointIsTheOnlyOneAskedFor)
     EXPECT_EQ(handler.calls(), QStringList({"endPoint", "(error)"}));
 }
 
-using ServersQuestions = ServerTest;
+class ServersQuestions : public ServerTest
+{
+protected:
+    ParamMap offer(const QString &verifyMode) const
+    {
+        ParamMap map = taskParam("upload");
+        map.insert("fileName", "file.bin");
+        map.insert("bVerify", verifyMode);
+        map.insert("fileSize", "4");
+        return map;
+    }
+
+    /// Up to the table of applications, which is asked for last.
+    static QStringList upToTheTable(const QString &verifyMode)
+    {
+        QStringList keys{"endPoint", "(receive 5)",   "operator", "serverSocket|-1", "mountPath",  "fileName",
+                         "destPath", "rootPath",      "userName", "appKey",          "appVersion", "fileMod",
+                         "dirMod",   "bVerify|false", "bReplace", "fileSize|-1",     "mtime|-1"};
+        if (verifyMode != "false")
+            keys << "verifyValue";
+        return keys << "appPath";
+    }
+};
+
+TEST_F(ServersQuestions, AreAskedBeforeAnythingElseAndOnce)
+{
+    for (const QString verifyMode : {"false", "md5", ""}) {
+        AskedHandler &handler = useHandler<AskedHandler>();
+        handler.begin();
+        const RunningTask task = start();
+        ASSERT_TRUE(peer.sendMap(MessageKind::TaskParam, offer(verifyMode)));
+        ASSERT_TRUE(peer.recvMap(MessageKind::TaskParamAck));
+        ASSERT_TRUE(peer.sendBytes("text"));
+        QStringList expected = upToTheTable(verifyMode) << "(info)"
+                                                        << "mac"
+                                                        << "(info)"
+                                                        << "(send 6)";
+        if (verifyMode == "false") {
+            EXPECT_TRUE(peer.recvMap(MessageKind::Closing));
+            expected << "(send 8)";
+        } else {
+            EXPECT_TRUE(peer.recvMap(MessageKind::FileVerifyResult));
+            expected << "(send 7)"
+                     << "(error)";
+        }
+        EXPECT_EQ(task.result(), verifyMode == "false");
+        EXPECT_EQ(handler.calls(), expected) << verifyMode.toStdString();
+    }
+}
+
+TEST_F(ServersQuestions, EndAtAnUnknownApplication)
+{
+    set("appPath", "other:area");
+    AskedHandler &handler = useHandler<AskedHandler>();
+    handler.begin();
+    const RunningTask task = start();
+    ASSERT_TRUE(peer.sendMap(MessageKind::TaskParam, offer("false")));
+    EXPECT_EQ(task.result(), false);
+    EXPECT_EQ(handler.calls(), upToTheTable("false") << "(error)");
+}
 
 TEST_F(ServersQuestions, AboutAnEndedExchangeAreTheReturnParameterAlone)
 {
@@ -194,6 +255,21 @@ TEST_F(ServersQuestions, AboutAnEndedExchangeAreTheReturnParameterAlone)
     ASSERT_TRUE(peer.sendMap(MessageKind::TaskParam, {{"operator", "return"}}));
     EXPECT_EQ(task.result(), false);
     EXPECT_EQ(handler.calls(), QStringList({"endPoint", "(receive 5)", "operator", "(_errorStr)", "return"}));
+}
+
+// What the host sets counts as it stood when the task began.
+TEST_F(ServersQuestions, AreNotAskedAgainWhenTheAnswersChange)
+{
+    const RunningTask task = start();
+    ASSERT_TRUE(peer.sendMap(MessageKind::TaskParam, offer("false")));
+    ASSERT_TRUE(peer.recvMap(MessageKind::TaskParamAck));
+    for (const char *key : {"fileMod", "dirMod", "mountPath", "fileName", "bVerify"})
+        ASSERT_TRUE(handler().setParam(key, "0"));
+    ASSERT_TRUE(peer.sendBytes("text"));
+    EXPECT_EQ(peer.recvMap(MessageKind::Closing), (ParamMap{{"fileName", "file.bin"}}));
+    EXPECT_EQ(task.result(), true);
+    EXPECT_EQ(dir.read(stored("file.bin")), "text");
+    EXPECT_EQ(QFile::permissions(storedPath("file.bin")) & QFile::ReadOwner, QFile::ReadOwner);
 }
 
 } // namespace

@@ -27,14 +27,6 @@ std::optional<QString> serverRoot(const Operation &op, const QString &mountPath,
     return VeskBase::pathJoin(VeskBase::pathJoin(mountPath, appPath), place.rootPath);
 }
 
-std::optional<QString> serverRoot(const Operation &op)
-{
-    TaskPlace place;
-    place.appKey = op.param(Key::appKey);
-    place.rootPath = op.param(Key::rootPath);
-    return serverRoot(op, op.param(Key::mountPath), place);
-}
-
 void announce(const Operation &op, const QString &path)
 {
     op.info("%1: %2 ...", path);

@@ -25,9 +25,6 @@ TaskPlace readTaskPlace(const Operation &op, QLatin1String directoryKey);
 /// joined. Nothing, after a log line, when the application is unknown.
 std::optional<QString> serverRoot(const Operation &op, const QString &mountPath, const TaskPlace &place);
 
-/// The same with the parameters as they stand now.
-std::optional<QString> serverRoot(const Operation &op);
-
 /// Logs that work on `path` begins.
 void announce(const Operation &op, const QString &path);
 
