@@ -162,6 +162,14 @@ TEST_F(FileTimes, ReadsTheStatusOfTheFileThatALinkLeadsTo)
     EXPECT_EQ(statusForSending(dir.path("dangling")).mtime, 0);
 }
 
+TEST_F(FileTimes, ATimeBefore1970ThatALinkLeadsToIsReadAsItIs)
+{
+    setTimes("file", {1, 0}, {-5, 0});
+    ASSERT_TRUE(QFile::link(dir.path("file"), dir.path("link")));
+    EXPECT_EQ(statusForSending(dir.path("link")).mtime, -5);
+    EXPECT_EQ(statusForSending(dir.path("file")).mtime, 4294967295);
+}
+
 TEST_F(FileTimes, TheEndOfATaskIsRecordedInMilliseconds)
 {
     const qint64 before = QDateTime::currentMSecsSinceEpoch();
