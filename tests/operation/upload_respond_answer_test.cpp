@@ -5,6 +5,8 @@
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 
+#include <unistd.h>
+
 // What a server makes of the offer of a file, up to its answer, and a task that ends there.
 
 using namespace VESK;
@@ -167,6 +169,22 @@ TEST_F(UploadRespond, ASecondPassWithoutATimeLeavesTheTimeAlone)
         EXPECT_EQ(logged(), lines({line("info", "file " + target() + " second pass.")}));
         EXPECT_EQ(modificationTime(QFileInfo(target())), before);
     }
+}
+
+TEST_F(UploadRespond, ASecondPassWhoseTimeMayNotBeSetSucceedsAllTheSame)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can own the file of somebody else";
+    store(name, "text");
+    ASSERT_TRUE(VeskBase::chmod(dir.path(), 0755));
+    const std::int64_t before = modificationTime(QFileInfo(target()));
+    const RunningTask task = startAsOrdinaryUser();
+    EXPECT_EQ(ask(offer("text")), answer(false, 0));
+    EXPECT_EQ(task.result(), true);
+    EXPECT_EQ(logged(),
+              lines({line("info", "file " + target() + " second pass."),
+                     error("set new mtime of " + target() + " failed.")}));
+    EXPECT_EQ(modificationTime(QFileInfo(target())), before);
 }
 
 TEST_F(UploadRespond, ASecondPassDropsAnUnusableTemporaryFile)
