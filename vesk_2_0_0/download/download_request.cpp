@@ -88,7 +88,7 @@ bool VeskHandler2_0_0::downloadRequest()
     const QString local = pathJoin(op.param(Key::destPath), fileName);
     const QString verifyMode = op.param(Key::bVerify, Word::no);
     const bool replace = op.param(Key::bReplace) == Word::yes;
-    const std::optional<HostCounters> counters = readHostCounters(op);
+    const std::optional<HostCounters> counters = readBothHostCounters(op);
     if (!counters)
         return false;
     std::optional<ParamMap> params = collectParams(op, downloadKeys());
