@@ -1,3 +1,5 @@
+#include "tests/download/support/download_client.h"
+#include "tests/download/support/download_server.h"
 #include "tests/operation/support/operation_test.h"
 
 #include <dlfcn.h>
@@ -160,6 +162,59 @@ TEST_F(ReceivingCalls, AreOneForTheRestOfTheFileInLargerBlocks)
     ASSERT_TRUE(peer.recvMap(MessageKind::Closing));
     EXPECT_EQ(task.result(), true);
     EXPECT_EQ(takeCalls(), (std::vector<Call>{{handlerSocket(), 2, 2, 7280000}}));
+}
+
+class DownloadReceivingCalls : public DownloadClientTest
+{
+protected:
+    DownloadReceivingCalls() { takeCalls(); }
+
+    /// The calls of a download with four bytes here of a file of `size` bytes, with `rest` to come.
+    std::vector<Call> callsFor(const QString &size, const QByteArray &rest)
+    {
+        EXPECT_TRUE(dir.write(temporaryName(), "part"));
+        set("bReplace", "false");
+        const RunningTask task = start();
+        answer(offer("", {{"fileSize", size}}));
+        EXPECT_TRUE(peer.sendBytes(rest));
+        expectClosing();
+        EXPECT_EQ(task.result(), true);
+        return takeCalls();
+    }
+};
+
+TEST_F(DownloadReceivingCalls, AreOneForTheRestOfTheFileInLargerBlocks)
+{
+    EXPECT_EQ(callsFor("7", "ial"), (std::vector<Call>{{handlerSocket(), 4, 3, 7280000}}));
+    EXPECT_EQ(lastPosition.load(), &done) << "the host's counter is what the library advances";
+}
+
+TEST_F(DownloadReceivingCalls, AreOneForASizeBelowTheOffsetToo)
+{
+    EXPECT_EQ(callsFor("-1", ""), (std::vector<Call>{{handlerSocket(), 4, -5, 7280000}}));
+}
+
+TEST_F(DownloadReceivingCalls, NeverAskForMoreThanTheSize)
+{
+    const std::vector<Call> calls = callsFor("-9223372036854775808", "");
+    ASSERT_EQ(calls.size(), 1U);
+    EXPECT_LT(calls[0].size, 0);
+}
+
+class DownloadSendingCalls : public DownloadServerTest
+{
+};
+
+TEST_F(DownloadSendingCalls, AreOneForTheRestOfTheFileInBlocks)
+{
+    offer("0123456789");
+    takeCalls();
+    const RunningTask task = start();
+    ask(taskFor({{"offset", "3"}}));
+    EXPECT_EQ(peer.recvBytes(7), QByteArray("3456789"));
+    ASSERT_TRUE(close());
+    EXPECT_EQ(task.result(), true);
+    EXPECT_EQ(takeCalls(), (std::vector<Call>{{handlerSocket(), 3, 7, 364000}}));
 }
 
 /// The handler whose mutex is tried while somebody holds it.

@@ -8,6 +8,7 @@
 #include <udt/udt.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace VESK
 {
@@ -17,6 +18,8 @@ namespace
 
 constexpr int sendBlock = 364000; // bytes; 250 packets of the usual size
 constexpr int receiveBlock = 20 * sendBlock;
+constexpr std::int64_t leastSize =
+    std::numeric_limits<std::int64_t>::min() / 2; // bytes; no position is as far
 constexpr unsigned int readBinary = 33; // in (1) and binary (32)
 
 /// Text of the last UDT error of this thread; to be read before anything else calls UDT.
@@ -94,8 +97,9 @@ QString callSend(const OutgoingFile &file, std::fstream &stream, std::int64_t &p
 QString callReceive(const IncomingFile &file, std::fstream &stream, std::int64_t &position)
 {
     const ScopedSocketOption<bool> blocking(file.socket, UDT_RCVSYN, true); // else the call would never wake
-    // The size is what the peer announced; one below zero moves nothing, as does any below the position.
-    const std::int64_t remaining = std::max<std::int64_t>(file.size, 0) - position;
+    // The size is what the peer announced; one below the position moves nothing. The difference must not
+    // wrap.
+    const std::int64_t remaining = std::max(file.size, leastSize) - position;
     if (UDT::recvfile(file.socket, stream, position, remaining, receiveBlock) == UDT::ERROR)
         return udtError();
     return QString();
