@@ -19,21 +19,15 @@ constexpr int longestPath = 4096; // characters; the system resolves no path tha
 /// tidied before that: ".." behind a link leads up from where the link leads to.
 QString resolved(const QString &path)
 {
-    QString existing = QDir::isRelativePath(path) ? QDir::currentPath() + QLatin1Char('/') + path : path;
-    QString rest;
-    if (existing.size() > longestPath) { // its beginning may exist; a client can make it 30 times as long
-        const int cut = existing.lastIndexOf(QLatin1Char('/'), longestPath);
-        rest = existing.mid(cut);
-        existing.truncate(cut);
+    const QString whole = QDir::isRelativePath(path) ? QDir::currentPath() + QLatin1Char('/') + path : path;
+    // A client can make it 30 times as long as the longest path; of that, the beginning may exist.
+    int end = whole.size() > longestPath ? whole.lastIndexOf(QLatin1Char('/'), longestPath) : whole.size();
+    for (; end > 0; end = whole.lastIndexOf(QLatin1Char('/'), end - 1)) {
+        const QString canonical = QFileInfo(whole.left(end)).canonicalFilePath();
+        if (!canonical.isEmpty())
+            return QDir::cleanPath(canonical + whole.mid(end));
     }
-    for (;;) {
-        const QString canonical = QFileInfo(existing).canonicalFilePath();
-        const int cut = existing.lastIndexOf(QLatin1Char('/'));
-        if (!canonical.isEmpty() || cut < 0)
-            return QDir::cleanPath((canonical.isEmpty() ? existing : canonical) + rest);
-        rest = existing.mid(cut) + rest;
-        existing.truncate(cut);
-    }
+    return QDir::cleanPath(whole);
 }
 
 QByteArray objectName(const QString &path)
