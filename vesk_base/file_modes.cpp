@@ -8,11 +8,24 @@ namespace VESK
 namespace
 {
 
+const QLatin1String here(".", 1); // the current directory; above every relative path but those that climb
+
 bool isAtOrBelow(const QString &base, const QString &path)
 {
     if (path == base)
         return true;
+    if (base == here)
+        return QDir::isRelativePath(path) && !isAtOrBelow(QStringLiteral(".."), path);
     return path.startsWith(base.endsWith(QLatin1Char('/')) ? base : base + QLatin1Char('/'));
+}
+
+/// The directory in which `level` is.
+QString levelAbove(const QString &level)
+{
+    const int cut = level.lastIndexOf(QLatin1Char('/'));
+    if (cut < 0)
+        return here;
+    return level.left(cut > 0 ? cut : 1);
 }
 
 } // namespace
@@ -31,8 +44,7 @@ bool changeModeUpTo(const QString &base, const QString &path, int mode)
             return false;
         if (level == top)
             return true;
-        const int cut = level.lastIndexOf(QLatin1Char('/'));
-        level.truncate(cut > 0 ? cut : 1);
+        level = levelAbove(level);
     }
 }
 

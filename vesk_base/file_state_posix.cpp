@@ -20,6 +20,8 @@ qint64 nanoseconds(const timespec &time)
 
 std::optional<FileState> readFileState(const QString &path)
 {
+    if (path.contains(QChar(0))) // the system would read the path only so far
+        return std::nullopt;
     struct stat status;
     if (::stat(QFile::encodeName(path).constData(), &status) != 0 || !S_ISREG(status.st_mode))
         return std::nullopt;

@@ -27,6 +27,8 @@ constexpr quint64 joined(DWORD high, DWORD low)
 
 std::optional<FileState> readFileState(const QString &path)
 {
+    if (path.contains(QChar(0))) // the system would read the path only so far
+        return std::nullopt;
     const QString native = QDir::toNativeSeparators(path);
     const HANDLE file = CreateFileW(reinterpret_cast<const wchar_t *>(native.utf16()), FILE_READ_ATTRIBUTES,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,

@@ -12,21 +12,22 @@ namespace VESK
 namespace
 {
 
+constexpr int longestPath = 4096; // characters; the system resolves no path that is longer
+
 /// One text for all texts that lead to the same place: as much of the path as exists, resolved by the
 /// system, and the rest as it is (the target's directories may be created only later). Nothing is
 /// tidied before that: ".." behind a link leads up from where the link leads to.
 QString resolved(const QString &path)
 {
-    QString existing = QDir::isRelativePath(path) ? QDir::currentPath() + QLatin1Char('/') + path : path;
-    QString rest;
-    for (;;) {
-        const QString canonical = QFileInfo(existing).canonicalFilePath();
-        const int cut = existing.lastIndexOf(QLatin1Char('/'));
-        if (!canonical.isEmpty() || cut < 0)
-            return QDir::cleanPath((canonical.isEmpty() ? existing : canonical) + rest);
-        rest = existing.mid(cut) + rest;
-        existing.truncate(cut);
+    const QString whole = QDir::isRelativePath(path) ? QDir::currentPath() + QLatin1Char('/') + path : path;
+    // A client can make it 30 times as long as the longest path; of that, the beginning may exist.
+    int end = whole.size() > longestPath ? whole.lastIndexOf(QLatin1Char('/'), longestPath) : whole.size();
+    for (; end > 0; end = whole.lastIndexOf(QLatin1Char('/'), end - 1)) {
+        const QString canonical = QFileInfo(whole.left(end)).canonicalFilePath();
+        if (!canonical.isEmpty())
+            return QDir::cleanPath(canonical + whole.mid(end));
     }
+    return QDir::cleanPath(whole);
 }
 
 QByteArray objectName(const QString &path)

@@ -91,6 +91,26 @@ TEST_P(TargetFault, ReadOnlyAfterTheDataNothingIsPlacedAndEverythingKept)
     expectNextTaskToPlace(content);
 }
 
+TEST_P(TargetFault, ALinkInThePlaceOfThePartialFileIsNotWrittenThrough)
+{
+    ASSERT_TRUE(dir.write("outside", "somebody else's"));
+    for (const QString led : {"nowhere", "outside"}) {
+        FileTask task = newTask();
+        const QString partial = dir.path(task.temporary());
+        task.atAnswer(task.receiver(), [&] { EXPECT_TRUE(QFile::link(dir.path(led), partial)); });
+        run(task);
+        EXPECT_EQ(task.lastError(log, task.receiver()),
+                  receiverName() + ": createStream " + dir.path(task.target()) + " failed.");
+        EXPECT_FALSE(task.sent());
+        EXPECT_FALSE(task.received());
+        EXPECT_FALSE(dir.exists(task.target()));
+        ASSERT_TRUE(QFile::remove(partial));
+    }
+    EXPECT_FALSE(dir.exists("nowhere"));
+    EXPECT_EQ(dir.read("outside"), "somebody else's");
+    expectNextTaskToPlace(content);
+}
+
 // An existing target is only replaced when verification finds a difference.
 class OldTargetFault : public TargetFault
 {

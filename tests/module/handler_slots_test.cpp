@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 // A host calls a handler by the slots of its virtual operations; their order is part of the interface.
 
@@ -87,5 +88,48 @@ TEST(HandlerSlots, ADerivedClassBeginsItsOwnAfterThem)
 }
 
 #endif
+
+template <typename Member>
+struct DeclaringClass;
+
+template <typename Class, typename Function>
+struct DeclaringClass<Function Class::*> {
+    using Type = Class;
+};
+
+/// Does the handler override the operation? The type of a pointer to a member names the class that does.
+template <typename Member>
+constexpr bool isOwn(Member)
+{
+    return std::is_same_v<typename DeclaringClass<Member>::Type, VeskHandler2_0_0>;
+}
+
+TEST(HandlerSlots, TheOperationsOfATaskAreTheHandlersOwn)
+{
+    using H = VeskHandler2_0_0;
+    for (const bool own :
+         {isOwn(&H::metaObject), isOwn(&H::qt_metacast), isOwn(&H::qt_metacall), isOwn(&H::getKey),
+          isOwn(&H::getLastError), isOwn(&H::process), isOwn(&H::pause), isOwn(&H::cancel),
+          isOwn(&H::request), isOwn(&H::uploadRequest), isOwn(&H::downloadRequest), isOwn(&H::listRequest),
+          isOwn(&H::createDirRequest), isOwn(&H::respond), isOwn(&H::uploadRespond),
+          isOwn(&H::downloadRespond), isOwn(&H::listRespond), isOwn(&H::createDirRespond)})
+        EXPECT_TRUE(own);
+}
+
+TEST(HandlerSlots, WhatEveryHandlerNeedsIsTheBases)
+{
+    using H = VeskHandler2_0_0;
+    using GetAll = bool (VeskBase::*)(ParamMap &);
+    using GetListed = bool (VeskBase::*)(const QStringList &, ParamMap &);
+    // Would not compile if the handler overrode one of the two.
+    EXPECT_FALSE(isOwn(static_cast<GetAll>(&H::getParams)));
+    EXPECT_FALSE(isOwn(static_cast<GetListed>(&H::getParams)));
+    for (const bool own :
+         {isOwn(&H::event), isOwn(&H::eventFilter), isOwn(&H::clearParam), isOwn(&H::setParam),
+          isOwn(&H::setParams), isOwn(&H::getParam), isOwn(&H::send), isOwn(&H::recv), isOwn(&H::log),
+          isOwn(&H::setParamInner), isOwn(&H::getParamInner), isOwn(&H::getFileVerifyValue),
+          isOwn(&H::generateTmpFilePath)})
+        EXPECT_FALSE(own);
+}
 
 } // namespace

@@ -1,7 +1,9 @@
 #include "tests/operation/support/operation_test.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QTranslator>
 
 #include <future>
 #include <stdexcept>
@@ -92,6 +94,24 @@ TEST_F(ClientControl, AFreshHandlerRunsNormally)
     EXPECT_EQ(handler().getStatus(), "pause");
     handler().setStatus("");
     EXPECT_EQ(handler().getStatus(), "");
+}
+
+TEST_F(ClientControl, TranslatesTextsInTheContextOfItsClass)
+{
+    class Translator : public QTranslator
+    {
+    public:
+        bool isEmpty() const override { return false; }
+        QString translate(const char *context, const char *text, const char *, int) const override
+        {
+            return QString("%1: %2").arg(context, text);
+        }
+    };
+    EXPECT_EQ(VeskHandler2_0_0::tr("text"), "text");
+    Translator translator;
+    ASSERT_TRUE(QCoreApplication::installTranslator(&translator));
+    EXPECT_EQ(VeskHandler2_0_0::tr("text"), "VESK::VeskHandler2_0_0: text");
+    QCoreApplication::removeTranslator(&translator);
 }
 
 TEST_F(ClientControl, StoppingAClientLeavesItsSocketOpen)

@@ -91,6 +91,14 @@ TEST_F(FileTimes, ReportsAMissingFile)
     EXPECT_FALSE(dir.exists("no %3 file"));
 }
 
+TEST_F(FileTimes, APathWithANulIsNotCutThere)
+{
+    const QString path = dir.path("file") + QChar(0) + "name";
+    handler().UpdateMtime(path, "someOperation", 5);
+    EXPECT_EQ(logged(), QStringList{"error|someOperation: get stat of  " + path + " failed."});
+    EXPECT_EQ(statusOf("file").st_mtim.tv_sec, 1100000000);
+}
+
 TEST_F(FileTimes, ReportsATimeThatMayNotBeSet)
 {
     if (::geteuid() != 0)
@@ -152,6 +160,14 @@ TEST_F(FileTimes, ReadsTheStatusOfTheFileThatALinkLeadsTo)
     EXPECT_EQ(statusForSending(dir.path("link")).mtime, 1100000000);
     EXPECT_EQ(statusForSending(dir.path("dangling")).size, 0);
     EXPECT_EQ(statusForSending(dir.path("dangling")).mtime, 0);
+}
+
+TEST_F(FileTimes, ATimeBefore1970ThatALinkLeadsToIsReadAsItIs)
+{
+    setTimes("file", {1, 0}, {-5, 0});
+    ASSERT_TRUE(QFile::link(dir.path("file"), dir.path("link")));
+    EXPECT_EQ(statusForSending(dir.path("link")).mtime, -5);
+    EXPECT_EQ(statusForSending(dir.path("file")).mtime, 4294967295);
 }
 
 TEST_F(FileTimes, TheEndOfATaskIsRecordedInMilliseconds)

@@ -158,6 +158,38 @@ TEST_F(Streams, ReportsADirectory)
     EXPECT_EQ(logged(), QStringList({line, line}));
 }
 
+TEST_F(Streams, FollowsLinksForReading)
+{
+    ASSERT_TRUE(dir.write("file", "content"));
+    ASSERT_TRUE(QFile::link(dir.path("file"), dir.path("link")));
+    ASSERT_TRUE(handler().createStream(dir.path("link"), reading));
+    EXPECT_EQ(handler().getStream()->get(), 'c');
+    handler().destroyStream();
+}
+
+TEST_F(Streams, DoesNotAppendThroughALink)
+{
+    ASSERT_TRUE(dir.write("file", "content"));
+    ASSERT_TRUE(QFile::link(dir.path("file"), dir.path("link")));
+    ASSERT_TRUE(QFile::link(dir.path("outside"), dir.path("dangling")));
+    QStringList lines;
+    for (const QString name : {"link", "dangling"}) {
+        EXPECT_FALSE(handler().createStream(dir.path(name), appending));
+        lines << "error|createStream: QFile open file " + dir.path(name) + " failed.error Not a regular file";
+    }
+    EXPECT_EQ(logged(), lines);
+    EXPECT_EQ(dir.read("file"), "content");
+    EXPECT_FALSE(dir.exists("outside"));
+}
+
+TEST_F(Streams, AppendsBelowADirectoryThatIsALink)
+{
+    ASSERT_TRUE(dir.mkdir("directory"));
+    ASSERT_TRUE(QFile::link(dir.path("directory"), dir.path("link")));
+    EXPECT_TRUE(append("link/file", "text"));
+    EXPECT_EQ(dir.read("directory/file"), "text");
+}
+
 TEST_F(Streams, DoesNotWaitForTheOtherEndOfAPipe)
 {
     ASSERT_EQ(::mkfifo(QFile::encodeName(dir.path("pipe")).constData(), 0600), 0);
@@ -292,6 +324,15 @@ TEST_F(Streams, AFullDiskFailsAtTheWriteThatDoesNotFit)
         handler().destroyStream();
     }
     EXPECT_EQ(dir.read("file").size(), 0);
+}
+
+TEST_F(Streams, TheEndOfTheHandlerDeletesNoStream)
+{
+    ASSERT_TRUE(dir.write("file", "text"));
+    ASSERT_TRUE(handler().createStream(dir.path("file"), reading));
+    const std::unique_ptr<std::fstream> stream(handler().getStream());
+    useHandler<VeskHandler2_0_0>();
+    EXPECT_EQ(stream->get(), 't');
 }
 
 TEST_F(Streams, OpeningAnotherStreamForgetsTheFirst)

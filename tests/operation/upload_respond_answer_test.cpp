@@ -2,7 +2,10 @@
 
 #include "vesk_2_0_0/handler/file_times.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
+
+#include <unistd.h>
 
 // What a server makes of the offer of a file, up to its answer, and a task that ends there.
 
@@ -168,6 +171,22 @@ TEST_F(UploadRespond, ASecondPassWithoutATimeLeavesTheTimeAlone)
     }
 }
 
+TEST_F(UploadRespond, ASecondPassWhoseTimeMayNotBeSetSucceedsAllTheSame)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can own the file of somebody else";
+    store(name, "text");
+    ASSERT_TRUE(VeskBase::chmod(dir.path(), 0755));
+    const std::int64_t before = modificationTime(QFileInfo(target()));
+    const RunningTask task = startAsOrdinaryUser();
+    EXPECT_EQ(ask(offer("text")), answer(false, 0));
+    EXPECT_EQ(task.result(), true);
+    EXPECT_EQ(logged(),
+              lines({line("info", "file " + target() + " second pass."),
+                     error("set new mtime of " + target() + " failed.")}));
+    EXPECT_EQ(modificationTime(QFileInfo(target())), before);
+}
+
 TEST_F(UploadRespond, ASecondPassDropsAnUnusableTemporaryFile)
 {
     store(name, "text");
@@ -330,12 +349,14 @@ TEST_F(UploadRespond, AStatusSetBeforeTheTransferEndsItThere)
         EXPECT_EQ(param("respondStatus"), "");
         EXPECT_EQ(QFileInfo::exists(temporary()), word == "pause");
     }
+    ASSERT_TRUE(QDir(dir.path("mount")).removeRecursively());
     useHandler<Stopping>("cancel");
     const RunningTask task = start();
     EXPECT_EQ(ask(offer("text")), answer(true, 0));
     EXPECT_EQ(task.result(), false);
     EXPECT_EQ(logged(), lines({"error|process: removeFile " + temporary() + " failed."}))
         << "nothing had been received yet";
+    EXPECT_EQ(dir.entries(), QStringList()) << "nor had a directory been made";
 }
 
 } // namespace

@@ -77,6 +77,27 @@ TEST_F(UploadRespond, ReportsATemporaryFileThatCannotBeOpened)
     EXPECT_EQ(handler().getStream(), nullptr);
 }
 
+TEST_F(UploadRespond, DoesNotWriteThroughALinkInThePlaceOfTheTemporaryFile)
+{
+    ASSERT_TRUE(dir.write("outside", "te"));
+    ASSERT_TRUE(dir.mkdir(stored("in/box")));
+    for (const QString led : {"nowhere", "outside"}) {
+        ASSERT_TRUE(QFile::link(dir.path(led), temporary()));
+        useHandler<VeskHandler2_0_0>();
+        const RunningTask task = start();
+        ASSERT_EQ(ask(offer("text")), answer(true, led == "outside" ? 2 : 0));
+        EXPECT_EQ(task.result(), false);
+        EXPECT_EQ(logged(),
+                  lines({"error|createStream: QFile open file " + temporary() + notRegular,
+                         error("createStream " + target() + " failed.")}));
+        EXPECT_TRUE(QFileInfo(temporary()).isSymLink()) << "whoever put it there can take it away";
+        ASSERT_TRUE(QFile::remove(temporary()));
+    }
+    EXPECT_FALSE(dir.exists("nowhere"));
+    EXPECT_EQ(dir.read("outside"), "te");
+    EXPECT_EQ(files(), QStringList());
+}
+
 TEST_F(UploadRespond, ReportsABrokenTransferAndKeepsWhatCame)
 {
     const RunningTask task = start();
@@ -148,6 +169,19 @@ TEST_F(UploadRespond, ReportsAnOldTargetThatCannotBeRemoved)
     EXPECT_EQ(files(), QStringList{temporaryName()});
     EXPECT_EQ(content(temporaryName()), "text");
     EXPECT_FALSE(handler().hasSent(MessageKind::Closing));
+}
+
+TEST_F(UploadRespond, ReportsAnOldTargetThatVanishedMeanwhile)
+{
+    store(name, "old content");
+    const RunningTask task = start();
+    ASSERT_EQ(ask(offer("text", {{"bReplace", "true"}})), answer(true, 0));
+    ASSERT_TRUE(QFile::remove(target()));
+    ASSERT_TRUE(peer.sendBytes("text"));
+    EXPECT_EQ(task.result(), false);
+    EXPECT_EQ(logged(), lines({error("removeFile " + target() + " failed.")}));
+    EXPECT_EQ(files(), QStringList{temporaryName()});
+    EXPECT_EQ(content(temporaryName()), "text");
 }
 
 TEST_F(UploadRespond, ReportsAnImpossibleModeOfTheFile)

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 
 #include <pwd.h>
@@ -188,6 +189,23 @@ TEST_F(FileModesUpTo, TheRootOfTheFileSystemIsABaseLikeAnother)
         GTEST_SKIP() << "this test must not change the modes of the system";
     EXPECT_TRUE(VeskBase::chmodRecursively("/"_s, "/usr"_s, mode));
     EXPECT_TRUE(VeskBase::chmodRecursively("/"_s, "/"_s, mode));
+}
+
+TEST_F(FileModesUpTo, TheCurrentDirectoryIsABaseLikeAnother)
+{
+    const QString before = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(path("a"_s)));
+    EXPECT_TRUE(VeskBase::chmodRecursively("."_s, "./b"_s, 0711));
+    EXPECT_EQ(modes(), QList<int>({0711, 0711, 0755}));
+    EXPECT_TRUE(VeskBase::chmodRecursively("./"_s, "."_s, 0700));
+    EXPECT_EQ(modes(), QList<int>({0700, 0711, 0755}));
+    EXPECT_TRUE(VeskBase::chmodRecursively("b"_s, "b/c"_s, 0701));
+    EXPECT_EQ(modes(), QList<int>({0700, 0701, 0701}));
+    for (const QString &outside : {".."_s, "../a"_s, path("a"_s)})
+        EXPECT_FALSE(VeskBase::chmodRecursively("."_s, outside, 0755)) << testing::PrintToString(outside);
+    EXPECT_TRUE(VeskBase::chmodRecursively(".."_s, "../a"_s, 0777));
+    EXPECT_EQ(modes(), QList<int>({0777, 0701, 0701}));
+    ASSERT_TRUE(QDir::setCurrent(before));
 }
 
 TEST_F(FileModesUpTo, ANameThatIsCutByANulIsRefusedThoughTheRestHasTheMode)

@@ -42,6 +42,13 @@ TEST(FileState, IsOnlyKnownOfRegularFiles)
         EXPECT_FALSE(readFileState(path)) << path.toStdString();
 }
 
+TEST(FileState, OfAPathWithANulIsUnknown)
+{
+    const TempDir directory;
+    ASSERT_TRUE(directory.write("file"_s, "text"));
+    EXPECT_FALSE(readFileState(directory.path("file"_s) + QChar(0) + "name"_s));
+}
+
 TEST(FileState, IsUnknownOnceTheFileIsGone)
 {
     const TempDir directory;

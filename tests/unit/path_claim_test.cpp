@@ -8,6 +8,7 @@
 #include <QtCore/QProcess>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -255,6 +256,17 @@ TEST_F(PathClaimTest, HoldsForDirectoriesThatAreCreatedLater)
     ASSERT_TRUE(m_directory.write("dir/new/deep/file"_s, "x"));
     EXPECT_FALSE(m_second.claim(path("dir/new/deep/file"_s)));
     EXPECT_FALSE(m_second.claim(path("dir/new/deep/../deep/file"_s)));
+}
+
+TEST_F(PathClaimTest, OfAPathThatNoSystemTakesIsQuick)
+{
+    // As long as a client may make it with its four paths.
+    const QString tooLong = path("d"_s) + "/d"_s.repeated(65536);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(m_first.claim(tooLong + "/file"_s));
+    EXPECT_FALSE(m_second.claim(tooLong + "/./file"_s));
+    EXPECT_TRUE(m_second.claim(tooLong + "/other"_s));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
 TEST_F(PathClaimTest, IsSeenByOtherProcesses)

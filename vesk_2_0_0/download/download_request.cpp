@@ -84,10 +84,11 @@ bool VeskHandler2_0_0::downloadRequest()
 {
     const Operation op(*this, "downloadRequest");
     const int socket = op.param(Key::clientSocket, QLatin1String("-1")).toInt();
-    const QString local = pathJoin(op.param(Key::destPath), op.param(Key::fileName));
+    const QString fileName = op.param(Key::fileName);
+    const QString local = pathJoin(op.param(Key::destPath), fileName);
     const QString verifyMode = op.param(Key::bVerify, Word::no);
     const bool replace = op.param(Key::bReplace) == Word::yes;
-    const std::optional<HostCounters> counters = readHostCounters(op);
+    const std::optional<HostCounters> counters = readBothHostCounters(op);
     if (!counters)
         return false;
     std::optional<ParamMap> params = collectParams(op, downloadKeys());
@@ -118,8 +119,9 @@ bool VeskHandler2_0_0::downloadRequest()
         return false;
     const OfferedFile offer = readOffer(*ack);
     if (offer.missing) {
+        op.error("%1: server file [%2] not existed .", offer.missingPath);
         QFile::remove(*temporary); // if it cannot be removed, it only waits for a file that may come back
-        return op.fail("%1: server file [%2] not existed .", offer.missingPath);
+        return false;
     }
     if (offer.truncate && !startOver(op, offer, *temporary, counters->done))
         return false;
@@ -142,7 +144,7 @@ bool VeskHandler2_0_0::downloadRequest()
     if (!placed)
         return false;
     settleTime(op, local, offer.mtime);
-    return sendClosingMessage(op);
+    return sendClosingMessage(op, fileName);
 }
 
 } // namespace VESK

@@ -12,7 +12,8 @@ namespace VESK
 
 QString VeskHandler2_0_0::getKey()
 {
-    return getParamInner(Key::protocol) + QLatin1Char('-') + getParamInner(Key::version);
+    const QString protocol = getParamInner(Key::protocol); // named, so that it is asked for first
+    return protocol + QLatin1Char('-') + getParamInner(Key::version);
 }
 
 QString VeskHandler2_0_0::getLastError()
@@ -54,6 +55,7 @@ bool VeskHandler2_0_0::stop(QLatin1String word)
     requestStop();
 
     const QString endPoint = getParam(Key::endPoint);
+    (void)getParam(Key::operation); // every operation is stopped in one way; derived classes see the question
     const int socket = getParam(endPoint + Key::socketSuffix, QLatin1String("-1")).toInt();
     if (socket == -1) {
         log(QLatin1String("error"), QString::fromLatin1("%1: localSocket get failed.").arg(word));

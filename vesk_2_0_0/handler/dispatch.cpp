@@ -45,7 +45,8 @@ bool VeskHandler2_0_0::runEndPoint(const QString &endPoint)
 
     // `pause` closes the server's socket under the mutex; lingering there would go on sending for minutes.
     // After the task the host's own setting is back, since a close without linger may lose the last message.
-    const ScopedSocketOption<linger> noLinger(getParam(Key::serverSocket).toInt(), UDT_LINGER, linger{});
+    const int socket = VeskBase::getParam(Key::serverSocket).toInt(); // none of the task's own questions
+    const ScopedSocketOption<linger> noLinger(socket, UDT_LINGER, linger{});
     const bool succeeded = respond();
     setParam(Key::respondStatus, succeeded ? QLatin1String("success") : QLatin1String("failed"));
     return succeeded;
@@ -59,12 +60,11 @@ bool VeskHandler2_0_0::conclude(bool succeeded)
         return succeeded;
 
     setParamInner(Key::errorStr, status);
-    const QString temporary = getParam(Key::tmpFilePath);
-    if (status != Word::cancel || temporary.isEmpty())
+    if (status != Word::cancel)
         return false;
-    const Operation op(*this, "process");
-    if (!QFile::remove(temporary))
-        return op.fail("%1: removeFile %2 failed.", temporary);
+    const QString temporary = getParam(Key::tmpFilePath);
+    if (!temporary.isEmpty() && !QFile::remove(temporary))
+        Operation(*this, "process").error("%1: removeFile %2 failed.", temporary);
     return false;
 }
 

@@ -31,7 +31,8 @@ void VeskHandler2_0_0::UpdateMtime(const QString &path, const QString &name, qin
         return;
     const Operation op(*this, name);
     FileStatus status;
-    if (!readStatus(path, status)) {
+    // A path with a NUL in it would name the file of its beginning.
+    if (path.contains(QChar(0)) || !readStatus(path, status)) {
         op.error("%1: get stat of  %2 failed.", path); // two blanks: log readers match this text
         return;
     }

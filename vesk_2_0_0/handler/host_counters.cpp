@@ -15,11 +15,9 @@ std::int64_t *addressIn(const Operation &op, QLatin1String key)
         static_cast<std::uintptr_t>(op.param(key, QLatin1String("0")).toULongLong()));
 }
 
-} // namespace
-
-std::optional<HostCounters> readHostCounters(const Operation &op)
+/// Nothing, after a log line, when one is missing.
+std::optional<HostCounters> checked(const Operation &op, const HostCounters &counters)
 {
-    const HostCounters counters{addressIn(op, Key::total), addressIn(op, Key::offset)};
     if (counters.total == nullptr) {
         op.error("%1: get total failed.");
         return std::nullopt;
@@ -29,6 +27,23 @@ std::optional<HostCounters> readHostCounters(const Operation &op)
         return std::nullopt;
     }
     return counters;
+}
+
+} // namespace
+
+std::optional<HostCounters> readHostCounters(const Operation &op)
+{
+    HostCounters counters{addressIn(op, Key::total), nullptr};
+    if (counters.total != nullptr)
+        counters.done = addressIn(op, Key::offset);
+    return checked(op, counters);
+}
+
+std::optional<HostCounters> readBothHostCounters(const Operation &op)
+{
+    HostCounters counters{addressIn(op, Key::total), nullptr};
+    counters.done = addressIn(op, Key::offset);
+    return checked(op, counters);
 }
 
 void publish(std::int64_t *counter, std::int64_t value)

@@ -18,6 +18,9 @@ struct HostCounters {
 /// The counters of the running task; nothing, after a log line, when an address is missing.
 std::optional<HostCounters> readHostCounters(const Operation &op);
 
+/// The same, but asks for both addresses before it misses one: in a download, all questions come first.
+std::optional<HostCounters> readBothHostCounters(const Operation &op);
+
 /// Writes a counter so that a host's thread may read it at the same time.
 void publish(std::int64_t *counter, std::int64_t value);
 

@@ -6,16 +6,25 @@
 namespace VESK
 {
 
-std::optional<QString> serverRoot(const Operation &op)
+TaskPlace readTaskPlace(const Operation &op, QLatin1String directoryKey)
 {
-    const QString appKey = op.param(Key::appKey);
-    const QString appPath = op.handler().getAppPath(appKey);
+    TaskPlace place;
+    place.directory = op.param(directoryKey);
+    place.rootPath = op.param(Key::rootPath);
+    (void)op.param(Key::userName); // asked for, not used: see the header
+    place.appKey = op.param(Key::appKey);
+    (void)op.param(Key::appVersion);
+    return place;
+}
+
+std::optional<QString> serverRoot(const Operation &op, const QString &mountPath, const TaskPlace &place)
+{
+    const QString appPath = op.handler().getAppPath(place.appKey);
     if (appPath.isEmpty()) {
-        op.error("%1: get path of app [%2] failed.", appKey);
+        op.error("%1: get path of app [%2] failed.", place.appKey);
         return std::nullopt;
     }
-    const QString storage = VeskBase::pathJoin(op.param(Key::mountPath), appPath);
-    return VeskBase::pathJoin(storage, op.param(Key::rootPath));
+    return VeskBase::pathJoin(VeskBase::pathJoin(mountPath, appPath), place.rootPath);
 }
 
 void announce(const Operation &op, const QString &path)

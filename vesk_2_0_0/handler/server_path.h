@@ -10,9 +10,20 @@ namespace VESK
 
 class Operation;
 
-/// The task's root directory on the server: `mountPath`, the application's path and `rootPath`, joined.
-/// Nothing, after a log line, when the application is unknown.
-std::optional<QString> serverRoot(const Operation &op);
+/// What a client says about the place of its task on the server.
+struct TaskPlace {
+    QString directory; ///< below the root directory
+    QString rootPath;
+    QString appKey;
+};
+
+/// Reads the five parameters of every task that name its place and who asks, beginning with that of
+/// `directoryKey`. Who asks is for derived handlers, which see the question.
+TaskPlace readTaskPlace(const Operation &op, QLatin1String directoryKey);
+
+/// The task's root directory on the server: `mountPath`, the application's path and the place's root path,
+/// joined. Nothing, after a log line, when the application is unknown.
+std::optional<QString> serverRoot(const Operation &op, const QString &mountPath, const TaskPlace &place);
 
 /// Logs that work on `path` begins.
 void announce(const Operation &op, const QString &path);

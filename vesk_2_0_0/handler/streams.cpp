@@ -20,16 +20,28 @@ namespace
 
 constexpr unsigned int readBit = 1;
 
+/// How to open the file of `info`. A new one is created and nothing else: a link that appears in its place
+/// meanwhile is not followed.
+QIODevice::OpenMode openMode(const QFileInfo &info, bool reading)
+{
+    if (reading)
+        return QIODevice::ReadOnly;
+    const QIODevice::OpenMode append = QIODevice::ReadWrite | QIODevice::Append;
+    return info.exists() ? append : append | QIODevice::NewOnly;
+}
+
 /// Opens `file`; false with the reason in `error`. Only regular files and what is yet to be created: opening
-/// a FIFO would wait for somebody at its other end.
-bool openRegular(QFile &file, QIODevice::OpenMode mode, QString &error)
+/// a FIFO would wait for somebody at its other end, and through a link in the place of a file that receives,
+/// the bytes would land wherever it leads.
+bool openRegular(QFile &file, bool reading, QString &error)
 {
     const QFileInfo info(file.fileName());
-    if (info.exists() && !info.isFile()) {
+    const bool leadsAway = !reading && info.isSymLink();
+    if (leadsAway || (info.exists() && !info.isFile())) {
         error = QString::fromLatin1("Not a regular file");
         return false;
     }
-    if (file.open(mode))
+    if (file.open(openMode(info, reading)))
         return true;
     error = file.errorString();
     return false;
@@ -59,8 +71,7 @@ bool VeskHandler2_0_0::createStream(const QString &path, unsigned int mode)
     delete m_opener;
     m_opener = new QFile(path); // it understands every path, which the C library does not
     QString error;
-    const bool opened = openRegular(
-        *m_opener, reading ? QIODevice::ReadOnly : QIODevice::ReadWrite | QIODevice::Append, error);
+    const bool opened = openRegular(*m_opener, reading, error);
     const int descriptor = opened ? duplicateDescriptor(m_opener->handle()) : -1;
     const int duplicateError = errno;
     delete m_opener;
@@ -71,9 +82,10 @@ bool VeskHandler2_0_0::createStream(const QString &path, unsigned int mode)
     std::FILE *const handle = descriptor == -1 ? nullptr : openHandle(descriptor, handleMode);
     if (handle == nullptr) {
         const int code = descriptor == -1 ? duplicateError : errno;
+        op.error("%1: Fd open file %2 failed.error %3", path, QString::number(code));
         if (descriptor != -1)
             closeDescriptor(descriptor);
-        return op.fail("%1: Fd open file %2 failed.error %3", path, QString::number(code));
+        return false;
     }
 
     m_stream = new FileStream(handle, reading ? FileStream::Use::Sending : FileStream::Use::Receiving);

@@ -8,6 +8,7 @@
 #include <udt/udt.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace VESK
 {
@@ -17,6 +18,8 @@ namespace
 
 constexpr int sendBlock = 364000; // bytes; 250 packets of the usual size
 constexpr int receiveBlock = 20 * sendBlock;
+constexpr std::int64_t leastSize =
+    std::numeric_limits<std::int64_t>::min() / 2; // bytes; no position is as far
 constexpr unsigned int readBinary = 33; // in (1) and binary (32)
 
 /// Text of the last UDT error of this thread; to be read before anything else calls UDT.
@@ -25,18 +28,48 @@ QString udtError()
     return QString::fromLocal8Bit(UDT::getlasterror().getErrorMessage());
 }
 
-/// Opens the task's stream; null, after a log line that names `path`, on failure.
-std::fstream *openStream(const Operation &op, const QString &opened, unsigned int mode, const QString &path)
+/// The task's stream for one bulk call; closed with the scope, whatever way that is left.
+class BulkStream
 {
-    if (!op.handler().createStream(opened, mode)) {
-        op.error("%1: createStream %2 failed.", path);
-        return nullptr;
+public:
+    explicit BulkStream(const Operation &op)
+        : m_op(op)
+    {
     }
-    std::fstream *const stream = op.handler().getStream();
-    if (stream == nullptr)
-        op.error("%1: getStream %2 failed.", path);
-    return stream;
-}
+
+    ~BulkStream()
+    {
+        if (m_isOpen)
+            m_op.handler().destroyStream();
+    }
+
+    BulkStream(const BulkStream &) = delete;
+    BulkStream &operator=(const BulkStream &) = delete;
+
+    /// Null, after a log line that names `path`, on failure.
+    std::fstream *open(const QString &opened, unsigned int mode, const QString &path)
+    {
+        m_isOpen = true; // should a derived handler throw in the middle of it
+        m_isOpen = m_op.handler().createStream(opened, mode);
+        if (!m_isOpen) {
+            m_op.error("%1: createStream %2 failed.", path);
+            return nullptr;
+        }
+        std::fstream *const stream = m_op.handler().getStream();
+        if (stream == nullptr)
+            m_op.error("%1: getStream %2 failed.", path);
+        return stream;
+    }
+
+    void recordEnd(std::int64_t position) const
+    {
+        m_op.handler().setParam(Key::transferEndSize, QString::number(position));
+    }
+
+private:
+    const Operation &m_op;
+    bool m_isOpen = false;
+};
 
 /// Is a last byte to be sent by itself? The bulk call begins a new packet with each of its blocks.
 bool needsLastByte(int socket, std::int64_t remaining)
@@ -54,28 +87,37 @@ bool sendStream(int socket, std::fstream &stream, std::int64_t &position, std::i
     return last == 0 || UDT::sendfile(socket, stream, position, last, sendBlock) != UDT::ERROR;
 }
 
-void closeStream(const Operation &op, std::int64_t position)
+/// Null on success, otherwise UDT's error text.
+QString callSend(const OutgoingFile &file, std::fstream &stream, std::int64_t &position)
 {
-    op.handler().setParam(Key::transferEndSize, QString::number(position));
-    op.handler().destroyStream();
+    const ScopedSocketOption<bool> blocking(file.socket, UDT_SNDSYN, true); // else the call would never wake
+    return sendStream(file.socket, stream, position, file.size) ? QString() : udtError();
+}
+
+QString callReceive(const IncomingFile &file, std::fstream &stream, std::int64_t &position)
+{
+    const ScopedSocketOption<bool> blocking(file.socket, UDT_RCVSYN, true); // else the call would never wake
+    // The size is what the peer announced; one below the position moves nothing. The difference must not
+    // wrap.
+    const std::int64_t remaining = std::max(file.size, leastSize) - position;
+    if (UDT::recvfile(file.socket, stream, position, remaining, receiveBlock) == UDT::ERROR)
+        return udtError();
+    return QString();
 }
 
 } // namespace
 
 bool sendBulk(const Operation &op, const OutgoingFile &file, std::int64_t &position)
 {
-    std::fstream *const stream = openStream(op, file.path, readBinary, file.path);
-    if (stream == nullptr)
-        return false;
-
     QString error;
     {
-        const ScopedSocketOption<bool> blocking(file.socket, UDT_SNDSYN,
-                                                true); // else the call would never wake
-        if (!sendStream(file.socket, *stream, position, file.size))
-            error = udtError();
+        BulkStream bulk(op);
+        std::fstream *const stream = bulk.open(file.path, readBinary, file.path);
+        if (stream == nullptr)
+            return false;
+        error = callSend(file, *stream, position);
+        bulk.recordEnd(position);
     }
-    closeStream(op, position);
     if (error.isNull())
         return true;
     op.checkStatus();
@@ -84,20 +126,15 @@ bool sendBulk(const Operation &op, const OutgoingFile &file, std::int64_t &posit
 
 bool receiveBulk(const Operation &op, const IncomingFile &file, std::int64_t &position)
 {
-    std::fstream *const stream = openStream(op, file.temporary, file.openMode, file.target);
-    if (stream == nullptr)
-        return false;
-
     QString error;
     {
-        const ScopedSocketOption<bool> blocking(file.socket, UDT_RCVSYN,
-                                                true); // else the call would never wake
-        // The size is what the peer announced; one below zero moves nothing, as does any below the position.
-        const std::int64_t remaining = std::max<std::int64_t>(file.size, 0) - position;
-        if (UDT::recvfile(file.socket, *stream, position, remaining, receiveBlock) == UDT::ERROR)
-            error = udtError();
+        BulkStream bulk(op);
+        std::fstream *const stream = bulk.open(file.temporary, file.openMode, file.target);
+        if (stream == nullptr)
+            return false;
+        error = callReceive(file, *stream, position);
+        bulk.recordEnd(position);
     }
-    closeStream(op, position);
     if (error.isNull())
         return true;
     op.checkStatus();

@@ -13,9 +13,9 @@ constexpr int kind = number(MessageKind::Closing);
 
 } // namespace
 
-bool sendClosingMessage(const Operation &op)
+bool sendClosingMessage(const Operation &op, const QString &fileName)
 {
-    const ParamMap closing{{Key::fileName, op.param(Key::fileName)}};
+    const ParamMap closing{{Key::fileName, fileName}};
     if (!op.handler().send(kind, VeskBase::serializeParam(closing)))
         return op.fail("%1: send %2 failed.", QString::number(kind));
     return true;

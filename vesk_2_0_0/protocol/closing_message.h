@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QtCore/QString>
+
 namespace VESK
 {
 
@@ -8,7 +10,7 @@ class Operation;
 // After a real transfer, once the file is in place, its receiver sends one last message to its sender: the
 // file's name, which nobody examines.
 
-bool sendClosingMessage(const Operation &op);
+bool sendClosingMessage(const Operation &op, const QString &fileName);
 
 bool awaitClosingMessage(const Operation &op);
 

@@ -20,14 +20,18 @@ bool VeskHandler2_0_0::createDirRequest()
 bool VeskHandler2_0_0::createDirRespond()
 {
     const Operation op(*this, "createDirRespond");
-    const std::optional<QString> root = serverRoot(op);
+    const QString mountPath = op.param(Key::mountPath);
+    const TaskPlace place = readTaskPlace(op, Key::destPath);
+    const int mode = permissionMode(op, Key::dirMod);
+    const std::optional<QString> root = serverRoot(op, mountPath, place);
     if (!root)
         return false;
-    const QString directory = pathJoin(*root, op.param(Key::destPath));
+    const QString directory = pathJoin(*root, place.directory);
     announce(op, directory);
     (void)exist(directory); // wakes storage that is mounted on demand; what it says changes nothing
 
-    return makeDirectory(op, directory) && setDirectoryModes(op, *root, directory) && sendAcceptance(op);
+    return makeDirectory(op, directory) && setDirectoryModes(op, *root, directory, mode)
+        && sendAcceptance(op);
 }
 
 } // namespace VESK

@@ -71,10 +71,12 @@ bool listDirectory(const Operation &op, const QString &listed, ListBatch &batch,
 bool VeskHandler2_0_0::listRespond()
 {
     const Operation op(*this, "listRespond");
-    const std::optional<QString> root = serverRoot(op);
+    const QString mountPath = op.param(Key::mountPath);
+    const TaskPlace place = readTaskPlace(op, Key::srcPath);
+    const std::optional<QString> root = serverRoot(op, mountPath, place);
     if (!root)
         return false;
-    const QString listed = pathJoin(*root, op.param(Key::srcPath));
+    const QString listed = pathJoin(*root, place.directory);
     announce(op, listed);
     if (!exist(listed))
         return op.fail("%1: dir %2 is not exist.", listed);

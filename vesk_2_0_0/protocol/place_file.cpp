@@ -2,7 +2,6 @@
 
 #include "vesk_2_0_0/handler/operation.h"
 #include "vesk_2_0_0/handler/param_keys.h"
-#include "vesk_2_0_0/handler/server_path.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -57,9 +56,9 @@ bool makeDirectory(const Operation &op, const QString &directory)
     return true;
 }
 
-bool setDirectoryModes(const Operation &op, const QString &root, const QString &directory)
+bool setDirectoryModes(const Operation &op, const QString &root, const QString &directory, int mode)
 {
-    if (!VeskBase::chmodRecursively(root, directory, permissionMode(op, Key::dirMod)))
+    if (!VeskBase::chmodRecursively(root, directory, mode))
         return op.fail("%1: chmodRecursively %2 failed.", directory);
     return true;
 }

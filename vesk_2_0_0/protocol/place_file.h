@@ -28,8 +28,8 @@ bool dropTemporaryFile(const Operation &op, const QString &temporary);
 
 bool makeDirectory(const Operation &op, const QString &directory);
 
-/// Gives `dirMod` to the directories from the task's root down to `directory`.
-bool setDirectoryModes(const Operation &op, const QString &root, const QString &directory);
+/// Gives `mode` to the directories from the task's root down to `directory`.
+bool setDirectoryModes(const Operation &op, const QString &root, const QString &directory, int mode);
 
 /// Deletes what stood at `target` before the task, if anything did.
 bool removeOldTarget(const Operation &op, const QString &target, bool existed);

@@ -42,7 +42,8 @@ bool VeskHandler2_0_0::uploadRequest()
 {
     const Operation op(*this, "uploadRequest");
     const int socket = op.param(Key::clientSocket, QLatin1String("-1")).toInt();
-    const QString path = pathJoin(op.param(Key::srcPath), op.param(Key::fileName));
+    const QString fileName = op.param(Key::fileName);
+    const QString path = pathJoin(op.param(Key::srcPath), fileName);
     const QString verifyMode = op.param(Key::bVerify, Word::no);
     const std::optional<HostCounters> counters = readHostCounters(op);
     if (!counters)

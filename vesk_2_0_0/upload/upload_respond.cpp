@@ -19,25 +19,42 @@ namespace VESK
 namespace
 {
 
-/// What the client said about its file.
+/// What the server's host and the client say about a file and its place.
 struct OfferedFile {
+    int socket; // UDT socket
+    QString mountPath;
+    QString name;
+    TaskPlace place;
+    int fileMode;
+    int directoryMode;
+    QString verifyMode;
+    bool replace;
     std::int64_t size; // bytes; -1 when absent
     std::int64_t mtime; // seconds since 1970; -1 when absent
-    QString verifyMode;
     QString verifyValue;
-    bool replace;
 };
+
+/// The size is a preset key: when the client sent none, it is there and empty.
+std::int64_t readSize(const Operation &op)
+{
+    const QString text = op.param(Key::fileSize, QLatin1String("-1"));
+    return text.isEmpty() ? -1 : text.toLongLong();
+}
 
 OfferedFile readOffer(const Operation &op)
 {
     OfferedFile offer;
-    // The size is a preset key: when the client sent none, it is there and empty.
-    const QString size = op.param(Key::fileSize);
-    offer.size = size.isEmpty() ? -1 : size.toLongLong();
-    offer.mtime = op.param(Key::mtime, QLatin1String("-1")).toLongLong();
+    offer.socket = op.param(Key::serverSocket, QLatin1String("-1")).toInt();
+    offer.mountPath = op.param(Key::mountPath);
+    offer.name = op.param(Key::fileName);
+    offer.place = readTaskPlace(op, Key::destPath);
+    offer.fileMode = permissionMode(op, Key::fileMod);
+    offer.directoryMode = permissionMode(op, Key::dirMod);
     offer.verifyMode = op.param(Key::bVerify, Word::no);
-    offer.verifyValue = isVerified(offer.verifyMode) ? op.param(Key::verifyValue) : QString();
     offer.replace = op.param(Key::bReplace) == Word::yes;
+    offer.size = readSize(op);
+    offer.mtime = op.param(Key::mtime, QLatin1String("-1")).toLongLong();
+    offer.verifyValue = isVerified(offer.verifyMode) ? op.param(Key::verifyValue) : QString();
     return offer;
 }
 
@@ -67,9 +84,18 @@ bool settleOffset(const Operation &op, const OfferedFile &offer, const QString &
     return dropTemporaryFile(op, temporary);
 }
 
-bool setFileMode(const Operation &op, const QString &temporary)
+/// Records what is being received, and the client's device text, where the host finds them.
+void noteTarget(const Operation &op, const QString &target)
 {
-    if (!VeskBase::chmod(temporary, permissionMode(op, Key::fileMod)))
+    op.handler().setParam(Key::path, target);
+    const QString mac = op.param(Key::mac);
+    op.info("%1: recv mac: %2", mac);
+    op.handler().setParam(Key::mac, mac);
+}
+
+bool setFileMode(const Operation &op, const QString &temporary, int mode)
+{
+    if (!VeskBase::chmod(temporary, mode))
         return op.fail("%1: chmod %2 failed.", temporary);
     return true;
 }
@@ -79,21 +105,16 @@ bool setFileMode(const Operation &op, const QString &temporary)
 bool VeskHandler2_0_0::uploadRespond()
 {
     const Operation op(*this, "uploadRespond");
-    const int socket = op.param(Key::serverSocket, QLatin1String("-1")).toInt();
     const OfferedFile offer = readOffer(op);
-    const std::optional<QString> root = serverRoot(op);
+    const std::optional<QString> root = serverRoot(op, offer.mountPath, offer.place);
     if (!root)
         return false;
-    const QString target = pathJoin(pathJoin(*root, op.param(Key::destPath)), op.param(Key::fileName));
+    const QString target = pathJoin(pathJoin(*root, offer.place.directory), offer.name);
     announce(op, target);
 
     const bool existed = exist(target);
     const bool transfer = needsUpload(gatherFacts(op, offer, target, existed));
-    setParam(Key::path, target);
-    const QString mac = op.param(Key::mac);
-    op.info("%1: recv mac: %2", mac);
-    setParam(Key::mac, mac);
-
+    noteTarget(op, target);
     const std::optional<QString> temporary = takeTemporaryFile(op, target);
     std::int64_t offset = 0;
     if (!temporary || !settleOffset(op, offer, *temporary, offset))
@@ -111,20 +132,20 @@ bool VeskHandler2_0_0::uploadRespond()
     op.checkStatus();
 
     const QString directory = QFileInfo(target).path();
-    const IncomingFile incoming{socket, target, *temporary, receivingMode(offer.replace), offer.size};
+    const IncomingFile incoming{offer.socket, target, *temporary, receivingMode(offer.replace), offer.size};
     // clang-format off
     const bool placed = makeDirectory(op, directory)
-        && setDirectoryModes(op, *root, directory)
+        && setDirectoryModes(op, *root, directory, offer.directoryMode)
         && receiveBulk(op, incoming, offset)
         && reportVerification(op, offer.verifyMode, *temporary, offer.verifyValue)
         && removeOldTarget(op, target, existed)
-        && setFileMode(op, *temporary)
+        && setFileMode(op, *temporary, offer.fileMode)
         && renameIntoPlace(op, *temporary, target);
     // clang-format on
     if (!placed)
         return false;
     settleTime(op, target, offer.mtime);
-    return sendClosingMessage(op);
+    return sendClosingMessage(op, offer.name);
 }
 
 } // namespace VESK
