@@ -61,7 +61,7 @@ void addVerbs(CLI::App &app, GlobalOptions &global, int &exitCode)
     addDoctorCommand(app, global, exitCode);
     addDemoCommand(app, global, exitCode);
     addConfigCommand(app, global, exitCode, addVerbs);
-    addCompletionCommand(app, exitCode);
+    addCompletionCommand(app, global, exitCode);
     addVersionCommand(app, global, exitCode);
     addHelpCommand(app, exitCode);
 }
