@@ -62,8 +62,9 @@ std::string optionLine(const CompletedCommand &command, const CompletedOption &o
 std::string argumentLine(const CompletedCommand &command)
 {
     const CompletedOption &argument = command.arguments.front();
-    const std::string remotes =
-        argument.namesServers ? condition(command) + " -a '(vesk completion --remotes 2>/dev/null)'\n" : "";
+    const std::string remotes = argument.namesServers
+        ? condition(command) + " -a '(command -q vesk; and vesk completion --remotes 2>/dev/null)'\n"
+        : "";
     if (argument.completion == Completion::Nothing)
         return remotes;
     if (argument.completion == Completion::Files)

@@ -75,14 +75,19 @@ protected:
                 QStringLiteral("2"),
                 QStringLiteral("--retries"),
                 QStringLiteral("0"),
+                QStringLiteral("--stats"),
+                QStringLiteral("300ms"),
                 url(QStringLiteral("srv/huge")),
                 m_directory.path(QStringLiteral("out"))};
     }
 
-    bool serverIsHashing()
+    // And has been for some time, in which it was asked whether it is there.
+    bool serverIsHashing(Program &get)
     {
-        return waitUntil(
-            [&] { return m_server->program().err().contains(QStringLiteral("downloadRespond:")); });
+        return waitUntil([&] {
+            return m_server->program().err().contains(QStringLiteral("downloadRespond:"))
+                && get.err().count(QStringLiteral("waiting for the server")) >= 4;
+        });
     }
 
     void expectResumed(Program &client)
@@ -142,7 +147,7 @@ TEST_F(CutLineTest, IsNoticedWhileTheServerHasNothingToSay)
     ASSERT_TRUE(m_directory.write(QStringLiteral("srv/huge"), ""));
     ASSERT_TRUE(QFile::resize(m_directory.path(QStringLiteral("srv/huge")), hugeFile));
     Program get(hugeDownload());
-    ASSERT_TRUE(serverIsHashing()) << qPrintable(get.err());
+    ASSERT_TRUE(serverIsHashing(get)) << qPrintable(get.err());
     const int before = m_line->lost();
     m_line->cut();
     // The library itself takes 47 s.
@@ -156,7 +161,7 @@ TEST_F(CutLineTest, IsNotSuspectedWhileTheServerHashesForLong)
     ASSERT_TRUE(m_directory.write(QStringLiteral("srv/huge"), ""));
     ASSERT_TRUE(QFile::resize(m_directory.path(QStringLiteral("srv/huge")), hugeFile));
     Program get(hugeDownload());
-    ASSERT_TRUE(serverIsHashing()) << qPrintable(get.err());
+    ASSERT_TRUE(serverIsHashing(get)) << qPrintable(get.err());
     EXPECT_EQ(get.waitForEnd(7000), -1) << "several times the stall timeout" << qPrintable(get.err());
     EXPECT_TRUE(get.isRunning());
     EXPECT_THAT(get.err().toStdString(), testing::Not(HasSubstr("warning")));
