@@ -1,6 +1,7 @@
 #include "host/address.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QStringList>
 
 namespace VESK::Host
@@ -43,6 +44,13 @@ std::optional<quint16> parsePort(const QString &text, QString *error)
         return std::nullopt;
     }
     return port;
+}
+
+// "2001:db8::7:share" could be split in several places. No name of a share holds a colon.
+bool isBareIpv6(const QString &text)
+{
+    static const QRegularExpression form(QStringLiteral("^[0-9A-Fa-f.]*:[0-9A-Fa-f:.]*:"));
+    return form.match(text).hasMatch();
 }
 
 // "%41" is one byte; a "%" without two hexadecimal digits stands for itself.
@@ -109,6 +117,10 @@ std::optional<RemoteAddress> parseUrl(QString text, QString *error)
         const std::optional<quint16> port = parsePort(rest.mid(1, end < 0 ? -1 : end - 1), error);
         if (!port)
             return std::nullopt;
+        if (*port == 0) {
+            *error = QStringLiteral("0 is no port that a server can have");
+            return std::nullopt;
+        }
         address.port = *port;
         rest = end < 0 ? QString() : rest.mid(end);
     }
@@ -121,6 +133,10 @@ std::optional<RemoteAddress> parsePlain(QString text, QString *error)
 {
     RemoteAddress address;
     takeUser(&text, &address);
+    if (isBareIpv6(text)) {
+        *error = QStringLiteral("an IPv6 address stands in brackets, as in [2001:db8::7]:SHARE");
+        return std::nullopt;
+    }
     const std::optional<HostPart> part = splitHost(text, QStringLiteral(":"), error);
     if (!part)
         return std::nullopt;

@@ -30,7 +30,7 @@ std::vector<Refusal> knownRefusals(const QString &share)
 {
     return {
         {ErrorType::noSuchShare(), QStringLiteral("it has no share \"%1\"").arg(escaped(share)),
-         QStringLiteral("The server prints the names of its shares when it starts.")},
+         QStringLiteral("`vesk ping` shows the shares and your rights.")},
         {ErrorType::badRequest(), QStringLiteral("it did not understand the request"),
          QStringLiteral("Compare the versions on both ends: vesk version.")},
         {ErrorType::notSupported(), QStringLiteral("it does not know this kind of task"),

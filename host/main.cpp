@@ -52,7 +52,7 @@ void addVerbs(CLI::App &app, GlobalOptions &global, int &exitCode)
         ->type_name("FILE");
     app.add_option("--module", global.module, "the handler module to use")->type_name("FILE");
     app.set_version_flag("--version", "vesk " + programVersion().toStdString(), "print the version");
-    addServeCommand(app, global, exitCode);
+    addServeCommand(app, global, exitCode, addVerbs);
     addPutCommand(app, global, exitCode);
     addGetCommand(app, global, exitCode);
     addLsCommand(app, global, exitCode);
@@ -61,7 +61,7 @@ void addVerbs(CLI::App &app, GlobalOptions &global, int &exitCode)
     addDoctorCommand(app, global, exitCode);
     addDemoCommand(app, global, exitCode);
     addConfigCommand(app, global, exitCode, addVerbs);
-    addCompletionCommand(app, exitCode);
+    addCompletionCommand(app, global, exitCode);
     addVersionCommand(app, global, exitCode);
     addHelpCommand(app, exitCode);
 }
@@ -114,7 +114,11 @@ int main(int argc, char **argv)
     try {
         return exitCodeWithStdout(run(argc, argv));
     } catch (const std::exception &error) {
-        writeStderr(QStringLiteral("error: internal error: %1\n").arg(QString::fromLocal8Bit(error.what())));
+        return refuse(
+            {ExitCode::Internal,
+             QStringLiteral("internal error: %1").arg(escaped(QString::fromLocal8Bit(error.what()))),
+             {QStringLiteral(
+                 "Is there enough memory? Otherwise it is a defect of this program; please report it.")},
+             QStringLiteral("Internal")});
     }
-    return number(ExitCode::Internal);
 }

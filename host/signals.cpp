@@ -14,6 +14,14 @@ namespace VESK::Host
 namespace
 {
 
+// A blocked signal would be told although it is ignored.
+bool isIgnored(int signal)
+{
+    struct sigaction action {
+    };
+    return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 sigset_t watchedSignals()
 {
     sigset_t set;
@@ -22,6 +30,8 @@ sigset_t watchedSignals()
     sigaddset(&set, SIGTERM);
     sigaddset(&set, SIGUSR1);
     sigaddset(&set, SIGTSTP);
+    if (!isIgnored(SIGHUP))
+        sigaddset(&set, SIGHUP);
     return set;
 }
 
@@ -46,7 +56,7 @@ void holdSignals()
 }
 
 SignalWatcher::SignalWatcher(std::function<void(int)> end)
-    : SignalWatcher(SignalActions{std::move(end), {}, {}})
+    : SignalWatcher(SignalActions{std::move(end), {}, {}, {}})
 {
 }
 
@@ -90,8 +100,10 @@ void SignalWatcher::act(int signal) const
             m_actions.status();
         return;
     }
+    if (signal == SIGHUP && m_actions.reload)
+        return m_actions.reload();
     if (signal != SIGTSTP)
-        return m_actions.end(signal);
+        return m_actions.end(signal == SIGHUP ? SIGTERM : signal);
     if (m_actions.suspend)
         m_actions.suspend(sleepUntilContinued);
     else

@@ -37,12 +37,15 @@ bool hasName(const CLI::App &command, const std::string &name)
 }
 
 // The verbs that do have the option.
-QStringList verbsWith(const CLI::App &root, const std::string &name)
+QStringList verbsWith(const CLI::App &command, const std::string &name, const QString &path = QString())
 {
     QStringList verbs;
-    for (const CLI::App *verb : root.get_subcommands(nullptr)) {
+    for (const CLI::App *verb : command.get_subcommands(nullptr)) {
+        const QString verbPath =
+            (path + QLatin1Char(' ') + QString::fromStdString(verb->get_name())).trimmed();
         if (hasName(*verb, name))
-            verbs.append(QString::fromStdString(verb->get_name()));
+            verbs.append(verbPath);
+        verbs += verbsWith(*verb, name, verbPath);
     }
     return verbs;
 }

@@ -152,8 +152,8 @@ int runClient(const QString &verb, const ClientOptions &options, const GlobalOpt
             ::_exit(number(stopCode(interruption)));
         interruption.raise(signal);
     };
-    const SignalWatcher watcher(SignalActions{end, [&] { display.printStatus(); },
-                                              [&](const auto &sleep) { display.suspend(sleep); }});
+    const SignalWatcher watcher(SignalActions{
+        end, [&] { display.printStatus(); }, [&](const auto &sleep) { display.suspend(sleep); }, {}});
     if (verb == QLatin1String("put") || verb == QLatin1String("get"))
         warnOfSmallKernelBuffers(options, settings.transport, &display);
     const ExitCode exitCode = work({*module, settings, display, interruption, meter});

@@ -18,6 +18,13 @@ struct GetOptions : ClientOptions {
     std::vector<std::string> places; // sources, then the local directory
 };
 
+// The places as for an upload.
+bool isReversed(const GetOptions &options)
+{
+    QString error;
+    return parseRemoteAddress(QString::fromStdString(options.places.back()), &error).has_value();
+}
+
 // False with the reason in `error`.
 bool settleSources(const GetOptions &options, std::vector<RemoteAddress> *sources, QString *error)
 {
@@ -27,8 +34,11 @@ bool settleSources(const GetOptions &options, std::vector<RemoteAddress> *source
     }
     for (std::size_t i = 0; i + 1 < options.places.size(); ++i) {
         const std::optional<RemoteAddress> source = settleRemote(options.places[i], options, error);
-        if (!source)
+        if (!source) {
+            if (isReversed(options))
+                *error += QStringLiteral("; the local directory comes last, and `vesk put` uploads");
             return false;
+        }
         if (source->path.isEmpty() && !options.recursive && options.transfer.filesFrom.empty()) {
             *error = QStringLiteral("%1 is a whole share; with -r, it is downloaded with all that is in it")
                          .arg(escaped(QString::fromStdString(options.places[i])));

@@ -36,10 +36,13 @@ std::optional<RemoteAddress> settleServer(const PingOptions &options, QString *e
     if (std::optional<RemoteAddress> remote = settleRemote(options.place, options, error))
         return remote;
     const bool isUrl = options.place.rfind("vesk://", 0) == 0;
-    std::optional<RemoteAddress> remote =
-        settleRemote(options.place + (isUrl ? "/share" : ":share"), options, error);
+    const std::string inShare = options.place + (isUrl ? "/share" : ":share"); // an address as others have it
+    std::optional<RemoteAddress> remote = settleRemote(inShare, options, error);
     if (remote)
         remote->share.clear();
+    else if (error->startsWith(escaped(QString::fromStdString(inShare))))
+        *error = QStringLiteral("\"%1\"").arg(escaped(QString::fromStdString(options.place)))
+            + error->mid(escaped(QString::fromStdString(inShare)).size());
     return remote;
 }
 

@@ -1,5 +1,6 @@
 #include "host/client/task_monitor.h"
 
+#include "host/client/server_pulse.h"
 #include "host/text.h"
 #include "transport/refusal_probe.h"
 #include "transport/udt_socket.h"
@@ -68,8 +69,8 @@ public:
         m_clock.start();
     }
 
-    /// Why the task is to be given up; empty: it is not.
-    QString look();
+    /// Why the task is to be given up; empty: it is not. `pulseMs` is a time of the pulse's clock.
+    QString look(ServerPulse &pulse, qint64 pulseMs);
 
     bool isGivenUp = false;
     std::function<void(const QString &)> giveUp() const { return m_task.giveUp; }
@@ -79,6 +80,7 @@ private:
 
     const Task m_task;
     ProgressDisplay::Task m_shown;
+    SocketAddress m_server; // from the first look on
     ProgressMeter m_meter;
     QElapsedTimer m_clock;
     std::unique_ptr<RefusalProbe> m_probe; // when there was something to ask
@@ -86,8 +88,10 @@ private:
     qint64 m_sleptMs = 0; // no time in which the server could have been heard
 };
 
-QString TaskMonitor::Watched::look()
+QString TaskMonitor::Watched::look(ServerPulse &pulse, qint64 pulseMs)
 {
+    if (m_server.size() == 0)
+        m_server = peerOf(m_task.socket);
     const qint64 lookMs = m_clock.elapsed();
     if (lookMs - m_lastLookMs > sleepMs)
         m_sleptMs += lookMs - m_lastLookMs;
@@ -99,16 +103,20 @@ QString TaskMonitor::Watched::look()
 
     const qint64 idleMs = nowMs - m_meter.lastMoveMs();
     const bool isQuiet = view.phase == Phase::Waiting || view.phase == Phase::Verifying;
+    const auto patienceMs = static_cast<qint64>(m_task.stallSeconds * 1000);
+    const bool isSilent = pulse.isSilent(m_task.socket, m_server, pulseMs, patienceMs);
     const QString why = refusal(isQuiet || idleMs >= probeAfterMs);
-    if (why.isEmpty() && idleMs >= static_cast<qint64>(m_task.stallSeconds * 1000))
+    if (!why.isEmpty())
+        return why;
+    if (idleMs >= patienceMs)
         return stallText(reading.direction, m_task.stallSeconds);
-    return why;
+    return isQuiet && isSilent ? stallText(Direction::Down, m_task.stallSeconds) : QString();
 }
 
 QString TaskMonitor::Watched::refusal(bool isAsking)
 {
     if (isAsking && !m_probe)
-        m_probe = std::make_unique<RefusalProbe>(peerOf(m_task.socket));
+        m_probe = std::make_unique<RefusalProbe>(m_server);
     if (isAsking)
         m_probe->send();
     return m_probe && m_probe->isRefused(0) ? refusalText(m_probe->systemError()) : QString();
@@ -149,6 +157,9 @@ TaskMonitor::~TaskMonitor()
 
 void TaskMonitor::work()
 {
+    QElapsedTimer clock;
+    clock.start();
+    ServerPulse pulse; // from task to task: most are too short for an answer
     std::unique_lock<std::mutex> lock(m_mutex);
     while (!m_isEnding) {
         // Small files end and begin between two looks, and nobody is woken for them.
@@ -160,7 +171,7 @@ void TaskMonitor::work()
             return;
         if (!m_watched || m_watched->isGivenUp)
             continue;
-        const QString why = m_watched->look();
+        const QString why = m_watched->look(pulse, clock.elapsed());
         if (why.isEmpty())
             continue;
         m_watched->isGivenUp = true;

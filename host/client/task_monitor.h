@@ -21,8 +21,9 @@ struct TaskCounters {
 };
 
 /// Watches the tasks of a session, one after another, from a thread of its own: gives each a line of
-/// progress, and calls `giveUp` once when the server's process is gone or when no byte has arrived for
-/// `stallSeconds` while bytes are on their way. Hashing and waiting for a hashing server are no stall.
+/// progress, and calls `giveUp` once when the server's process is gone, or when for `stallSeconds` no byte
+/// has arrived while bytes are on their way, or the server's port has not answered while we wait for its next
+/// word. Hashing and waiting for a hashing server, whose port answers, are no stall.
 class TaskMonitor
 {
 public:

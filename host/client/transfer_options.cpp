@@ -1,5 +1,6 @@
 #include "host/client/transfer_options.h"
 
+#include "host/bytes_option.h"
 #include "host/client/connection_tuner.h"
 #include "host/duration_option.h"
 #include "host/quantity.h"
@@ -13,10 +14,9 @@ namespace VESK::Host
 namespace
 {
 
-std::string checkBytes(const std::string &text)
+std::string quoted(const std::string &text)
 {
-    return parseBytes(QString::fromStdString(text)) ? std::string()
-                                                    : "is no number of bytes, such as 500k, 10M or 1.5G";
+    return '"' + escaped(QString::fromStdString(text)).toStdString() + '"';
 }
 
 std::string checkJobs(const std::string &text)
@@ -24,7 +24,7 @@ std::string checkJobs(const std::string &text)
     bool ok = false;
     const int number = QString::fromStdString(text).toInt(&ok);
     const bool isFit = text == "auto" || (ok && number >= 1 && number <= ConnectionTuner::most);
-    return isFit ? std::string() : "is neither \"auto\" nor a number from 1 to 64";
+    return isFit ? std::string() : quoted(text) + " is neither \"auto\" nor a number from 1 to 64";
 }
 
 void addChoiceOptions(CLI::App &command, TransferOptions &options)
@@ -49,10 +49,10 @@ void addChoiceOptions(CLI::App &command, TransferOptions &options)
 void addLimitOptions(CLI::App &command, TransferOptions &options)
 {
     command.add_option("--limit-rate", options.limitRate, "bytes per second over all connections: 500k, 10M")
-        ->check(CLI::Validator(checkBytes, "BYTES"))
+        ->check(byteCount())
         ->type_name("RATE");
     command.add_option("--max-bytes", options.maxBytes, "stop when so much was moved: 10G; exit code 11")
-        ->check(CLI::Validator(checkBytes, "BYTES"));
+        ->check(byteCount());
     command.add_option("--max-time", options.maxSeconds, "stop after so long: 90, 10m, 2h; exit code 11")
         ->transform(durationInSeconds())
         ->check(CLI::Range(0.001, 1e9))

@@ -128,7 +128,7 @@ bool Uploader::collect(const Tree &tree)
         return add(NameSpool::Kind::Directory, path);
     };
     visitor.skipped = [&](const QString &path, const QString &why) {
-        m_run.report().addSkipped(path, why);
+        m_run.report().addSkipped(joined(escaped(tree.prefix), path), why);
         return m_run.mayGoOn();
     };
     LocalTree walker(visitor);

@@ -9,17 +9,22 @@ namespace
 {
 
 // Bash takes "nas:dir" and "--verify=x" for several words.
-const char *const head = R"(# bash completion for vesk
+const char *const head = R"sh(# bash completion for vesk
 _vesk_words() { # words
     COMPREPLY+=($(compgen -W "$1" -- "$cur"))
 }
 
 _vesk_paths() { # -f or -d
     local path
-    compopt -o filenames 2>/dev/null
     while IFS= read -r path; do
+        compopt -o filenames 2>/dev/null
         COMPREPLY+=("$path")
     done < <(compgen "$1" -- "$cur")
+}
+
+_vesk_remotes() {
+    _vesk_words "$("${COMP_WORDS[0]/#\~/$HOME}" completion --remotes 2>/dev/null)"
+    [[ ! ${COMPREPLY[*]} ]] || compopt -o nospace 2>/dev/null
 }
 
 _vesk() {
@@ -34,14 +39,14 @@ _vesk() {
     for ((i = 1; i < COMP_CWORD; i++)); do
         next="${command:+$command }${COMP_WORDS[i]}"
         case $next in
-)";
+)sh";
 
 const char *const tail = R"(}
 
 complete -F _vesk vesk
 )";
 
-std::string offer(const CompletedOption &option)
+std::string offerValues(const CompletedOption &option)
 {
     switch (option.completion) {
     case Completion::Choices:
@@ -54,6 +59,11 @@ std::string offer(const CompletedOption &option)
         break;
     }
     return ":";
+}
+
+std::string offer(const CompletedOption &option)
+{
+    return option.namesServers ? "_vesk_remotes; " + offerValues(option) : offerValues(option);
 }
 
 std::string commandPattern(const CompletedCommand &command)

@@ -14,6 +14,12 @@ bool holds(const std::string &text, const char *part)
     return text.find(part) != std::string::npos;
 }
 
+bool namesServers(const std::string &argument)
+{
+    return holds(argument, "TARGET") || holds(argument, "SOURCE") || holds(argument, "PLACE")
+        || holds(argument, "SERVER");
+}
+
 CompletedOption describe(const CLI::Option &option)
 {
     CompletedOption result;
@@ -33,6 +39,7 @@ CompletedOption describe(const CLI::Option &option)
         result.completion = Completion::Files;
     else if (holds(result.value, "DIR"))
         result.completion = Completion::Directories;
+    result.namesServers = !option.nonpositional() && namesServers(result.value);
     return result;
 }
 

@@ -19,6 +19,7 @@ struct CompletedOption {
     Completion completion = Completion::Nothing;
     std::vector<std::string> choices; ///< for Completion::Choices
     bool isRepeatable = false;
+    bool namesServers = false; ///< what the configuration calls remotes may stand there, too
 };
 
 /// A verb, or a verb of a verb.

@@ -62,11 +62,14 @@ std::string optionLine(const CompletedCommand &command, const CompletedOption &o
 std::string argumentLine(const CompletedCommand &command)
 {
     const CompletedOption &argument = command.arguments.front();
+    const std::string remotes = argument.namesServers
+        ? condition(command) + " -a '(command -q vesk; and vesk completion --remotes 2>/dev/null)'\n"
+        : "";
     if (argument.completion == Completion::Nothing)
-        return {};
+        return remotes;
     if (argument.completion == Completion::Files)
-        return condition(command) + " -F\n";
-    return condition(command) + offer(argument) + '\n';
+        return remotes + condition(command) + " -F\n";
+    return remotes + condition(command) + offer(argument) + '\n';
 }
 
 } // namespace

@@ -27,8 +27,22 @@ std::string functionName(const CompletedCommand &command)
     return name;
 }
 
+const char *const remotes = R"sh(_vesk_remotes() {
+    local -a remotes=(${(f)"$(vesk completion --remotes 2>/dev/null)"})
+    compadd -S '' -a remotes
+}
+
+_vesk_places() {
+    _files
+    _vesk_remotes
+}
+
+)sh";
+
 std::string action(const CompletedOption &option)
 {
+    if (option.namesServers)
+        return option.completion == Completion::Nothing ? "_vesk_remotes" : "_vesk_places";
     switch (option.completion) {
     case Completion::Choices:
         return "(" + CLI::detail::join(option.choices, " ") + ")";
@@ -98,7 +112,7 @@ std::string function(const CompletedCommand &command, const std::vector<Complete
 
 std::string zshScript(const std::vector<CompletedCommand> &commands)
 {
-    std::string script = "#compdef vesk\n\n";
+    std::string script = std::string("#compdef vesk\n\n") + remotes;
     for (const CompletedCommand &command : commands)
         script += function(command, commands);
     // As a file of fpath it is run to complete; sourced, it only makes itself known.

@@ -5,6 +5,7 @@
 
 #include <QtCore/QFileInfo>
 
+#include <algorithm>
 #include <chrono>
 
 namespace VESK::Host
@@ -58,6 +59,13 @@ bool RunningUploads::makeRoom(const QString &target, Lock &lock)
         return false;
     entry->second.pause();
     return m_removed.wait_for(lock, endLimit, isFree);
+}
+
+bool RunningUploads::holds(const QString &temporaryPath)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return std::any_of(m_uploads.begin(), m_uploads.end(),
+                       [&](const auto &entry) { return entry.second.temporaryPath == temporaryPath; });
 }
 
 void RunningUploads::remove(const QString &target)

@@ -36,6 +36,9 @@ public:
 
     void remove(const QString &target);
 
+    /// Does a running upload write to this temporary path?
+    bool holds(const QString &temporaryPath);
+
 private:
     using Lock = std::unique_lock<std::mutex>;
 

@@ -6,6 +6,8 @@
 #include "transport/socket_address.h"
 #include "transport/udt_socket.h"
 
+#include <CLI/App.hpp>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,11 +29,22 @@ struct ServeOptions {
     int maxConnections = ServerSettings().maxConnections;
     int packetSize = 0; ///< bytes
     Congestion congestion = Congestion::Vesk;
+    int maxTasksPerUser = 0;
+    std::string minFree;
+    double partialsMaxAgeSeconds = 0;
+    std::string metricsFile;
+    std::string onDone;
+    std::string logFormat = "text";
     bool verbose = false;
 };
 
+/// Adds them to the verb `serve`.
+void addServeOptions(CLI::App &command, ServeOptions &options);
+
 /// What the options ask for. Nothing on failure, with what to tell in `failure`.
 std::optional<ServerSettings> serverSettings(const ServeOptions &options, Failure *failure);
+/// Where to listen; no address that others than this machine's users and a private network's may reach,
+/// unless a token is asked for.
 std::optional<SocketAddress> listenAddress(const ServeOptions &options, Failure *failure);
 
 } // namespace VESK::Host

@@ -18,11 +18,11 @@ constexpr std::chrono::seconds quiet(5); // the transport frees a connection a s
 } // namespace
 
 Server::Server(const Module &module, const ServerSettings &settings, const HelloTerms &terms,
-               Listener &listener)
+               Listener &listener, const Witnesses &witnesses)
     : m_module(module)
-    , m_settings(settings)
-    , m_terms(terms)
+    , m_terms({settings, terms})
     , m_listener(listener)
+    , m_witnesses(witnesses)
     , m_idle(quiet, &returnFreedMemory)
 {
 }
@@ -43,16 +43,34 @@ void Server::run()
     }
 }
 
+void Server::setTerms(const ServerSettings &settings, const HelloTerms &terms)
+{
+    m_terms.set({settings, terms});
+}
+
+std::vector<ConnectionStatus> Server::status()
+{
+    std::vector<ConnectionStatus> result;
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const auto &connection : m_connections) {
+        if (!connection->isFinished())
+            result.push_back(connection->status());
+    }
+    return result;
+}
+
 void Server::admit(UdtSocket socket, const SocketAddress &peer)
 {
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_connections.remove_if([](const auto &connection) { return connection->isFinished(); });
-    if (m_connections.size() >= static_cast<std::size_t>(m_settings.maxConnections) + maxStrangers) {
+    if (m_connections.size()
+        >= static_cast<std::size_t>(m_terms.get()->settings.maxConnections) + maxStrangers) {
         logServer(QStringLiteral("warning"),
                   QStringLiteral("turned away %1: too many connections").arg(peer.text()));
         return;
     }
-    const ServerConnection::Context context{m_module,  m_settings, m_terms, m_uploads,
-                                            m_guesses, m_guests,   m_idle};
+    const ServerConnection::Context context{m_module, m_terms,  m_uploads, m_guesses,
+                                            m_guests, m_places, m_idle,    m_witnesses};
     m_connections.push_back(std::make_unique<ServerConnection>(context, std::move(socket), peer));
 }
 
@@ -69,6 +87,7 @@ bool Server::finish(std::chrono::milliseconds limit)
 
 void Server::stopConnections()
 {
+    const std::lock_guard<std::mutex> lock(m_mutex);
     for (const auto &connection : m_connections)
         connection->stop();
 }

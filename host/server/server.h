@@ -6,6 +6,8 @@
 
 #include <list>
 #include <memory>
+#include <mutex>
+#include <vector>
 
 namespace VESK::Host
 {
@@ -15,11 +17,23 @@ namespace VESK::Host
 class Server
 {
 public:
-    Server(const Module &module, const ServerSettings &settings, const HelloTerms &terms, Listener &listener);
+    /// The witnesses outlive it, too.
+    Server(const Module &module, const ServerSettings &settings, const HelloTerms &terms, Listener &listener,
+           const Witnesses &witnesses = {});
     /// Stops, and waits for every connection to end.
     ~Server();
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
+
+    /// New terms, for what is asked from now on: running tasks go on by those that they began with, and
+    /// clients that have been admitted stay. Any thread.
+    void setTerms(const ServerSettings &settings, const HelloTerms &terms);
+
+    /// The connections, one after another. Any thread.
+    std::vector<ConnectionStatus> status();
+
+    /// Uploads of which the temporary path is `path`, running now. Any thread.
+    bool isReceiving(const QString &path) { return m_uploads.holds(path); }
 
     /// Accepts until the listener is closed.
     void run();
@@ -36,14 +50,16 @@ private:
     void stopConnections();
 
     const Module &m_module;
-    const ServerSettings m_settings;
-    const HelloTerms m_terms;
+    CurrentTerms m_terms;
     Listener &m_listener;
+    const Witnesses m_witnesses;
     RunningUploads m_uploads;
     GuessDelay m_guesses;
     std::atomic<int> m_guests{0};
+    UserPlaces m_places;
     IdleWatch m_idle;
-    std::list<std::unique_ptr<ServerConnection>> m_connections; // of the thread in run()
+    std::mutex m_mutex; // guards m_connections
+    std::list<std::unique_ptr<ServerConnection>> m_connections;
 };
 
 } // namespace VESK::Host

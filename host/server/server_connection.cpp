@@ -4,11 +4,13 @@
 #include "host/server/server_log.h"
 #include "host/server/task_gate.h"
 #include "host/text.h"
+#include "transport/connection_figures.h"
 
 #include "vesk_base/message_channel.h"
 #include "vesk_base/message_kind.h"
 
 #include <QtCore/QDateTime>
+#include <QtCore/QFileInfo>
 
 #include <utility>
 
@@ -47,6 +49,7 @@ ServerConnection::ServerConnection(const Context &context, UdtSocket socket, con
     , m_socketId(socket.id())
     , m_socket(std::move(socket))
     , m_peer(peer)
+    , m_terms(context.terms.get())
     , m_thread([this] { run(); })
 {
 }
@@ -81,19 +84,48 @@ bool ServerConnection::publish(VeskBase *handler)
     return !m_isStopping;
 }
 
+ConnectionStatus ServerConnection::status()
+{
+    ConnectionStatus status;
+    status.client = m_peer.text();
+    status.seconds =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - m_begin).count();
+    status.roundTripMs = roundTripMs(m_socketId);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    status.user = m_user;
+    if (!m_handler)
+        return status;
+    status.operation = m_handler->getParam(QStringLiteral("operator"));
+    status.path = m_handler->getParam(QStringLiteral("path"));
+    bool hasSize = false;
+    const qint64 size = m_handler->getParam(QStringLiteral("fileSize")).toLongLong(&hasSize);
+    const QString partial = m_handler->getParam(QStringLiteral("tmpFilePath"));
+    if (status.operation == QLatin1String("upload") && hasSize && !partial.isEmpty()) {
+        status.size = size;
+        status.received = QFileInfo(partial).size();
+    }
+    return status;
+}
+
 void ServerConnection::run()
 {
     const IdleWatch::Visit visit(m_context.idle);
     const LoggedClient client(m_peer.text());
     logServer(QStringLiteral("debug"), QStringLiteral("connected"));
+    if (m_context.witnesses.meter)
+        m_context.witnesses.meter->addConnection();
     Next next = admit();
     MessageChannel channel(m_socket.id());
     while (next == Next::AnotherTask)
         next = serveMessage(channel);
     if (next == Next::CloseAfterDelivery && m_socket.isConnected())
         setLinger(m_socket.id(), deliverySeconds);
-    if (m_isGuest)
-        --m_context.guests; // before the client can see the end, and come again
+    if (m_isGuest) { // before the client can see the end, and come again
+        m_context.places.giveBack(m_user);
+        --m_context.guests;
+    }
+    if (m_context.witnesses.meter)
+        m_context.witnesses.meter->endConnection(repeatedPackets(m_socketId));
     m_socket.close();
     logServer(QStringLiteral("debug"), QStringLiteral("disconnected"));
     m_isFinished = true;
@@ -104,8 +136,8 @@ void ServerConnection::run()
 ServerConnection::Next ServerConnection::admit()
 {
     MessageChannel channel(m_socket.id());
-    if (m_context.terms.token)
-        channel.limit(maxHelloBytes, std::chrono::steady_clock::now() + m_context.terms.limit);
+    if (hello().token)
+        channel.limit(maxHelloBytes, std::chrono::steady_clock::now() + hello().limit);
     Message first;
     if (!channel.recvAny(first.kind, first.text)) {
         logServer(QStringLiteral("debug"), QStringLiteral("said nothing that opens a connection"));
@@ -114,17 +146,17 @@ ServerConnection::Next ServerConnection::admit()
     if (first.kind != number(HostMessage::ClientHello))
         return admitWithoutHello(first);
     // Said here, the client hears it before it gets ready for a task.
-    if (m_context.guests >= m_context.settings.maxConnections)
+    if (m_context.guests >= m_terms->settings.maxConnections)
         return refuseAndClose(ErrorType::tooManyConnections());
-    channel.limit(maxHelloBytes, std::chrono::steady_clock::now() + m_context.terms.limit);
-    return judgeReception(receiveHello(channel, m_context.terms, first.text));
+    channel.limit(maxHelloBytes, std::chrono::steady_clock::now() + hello().limit);
+    return judgeReception(receiveHello(channel, hello(), first.text));
 }
 
 ServerConnection::Next ServerConnection::admitWithoutHello(const Message &first)
 {
     if (first.kind != number(MessageKind::TaskParam))
         return refuseAndClose(ErrorType::badRequest());
-    if (m_context.terms.token)
+    if (hello().token)
         return refuseAndClose(ErrorType::helloRequired());
     m_pending = first;
     return takePlace();
@@ -145,7 +177,10 @@ ServerConnection::Next ServerConnection::judgeReception(const Reception &recepti
                   QStringLiteral("left during the hello, as clients do that have another token"));
         return Next::Close;
     }
-    m_user = reception.user;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_user = reception.user;
+    }
     logServer(QStringLiteral("debug"),
               QStringLiteral("hello of %1, version %2").arg(reception.user, reception.version));
     return takePlace();
@@ -153,7 +188,8 @@ ServerConnection::Next ServerConnection::judgeReception(const Reception &recepti
 
 ServerConnection::Next ServerConnection::takePlace()
 {
-    if (++m_context.guests > m_context.settings.maxConnections) {
+    const bool isRoom = ++m_context.guests <= m_terms->settings.maxConnections;
+    if (!isRoom || !m_context.places.take(m_user, m_terms->settings.maxTasksPerUser)) {
         --m_context.guests;
         return refuseAndClose(ErrorType::tooManyConnections());
     }
@@ -216,7 +252,8 @@ ServerConnection::Next ServerConnection::serveMessage(MessageChannel &channel)
 ServerConnection::Next ServerConnection::serveTask(const Message &message)
 {
     const ParamMap task = VeskBase::unSerializeParam(message.text);
-    const Share *const share = m_context.settings.findShare(task.value(QStringLiteral("appKey")));
+    m_terms = m_context.terms.get();
+    const Share *const share = m_terms->settings.findShare(task.value(QStringLiteral("appKey")));
     const Module::Handler handler = m_context.module.createHandler();
     configure(*handler, share);
     TaskGate gate(share, m_context.uploads, {m_socket.id(), m_peer, m_user, [this] { pauseTask(); }});
@@ -226,11 +263,30 @@ ServerConnection::Next ServerConnection::serveTask(const Message &message)
     const bool mayRun = publish(handler.get());
     const bool succeeded = mayRun && handler->process();
     (void)publish(nullptr); // whether to stop is asked at the next task
-    if (gate.wasAsked())
+    if (gate.wasAsked()) {
         logTask(*handler, succeeded);
+        testify(*handler, share, succeeded);
+    }
     if (succeeded)
         return Next::AnotherTask;
     return mayRun ? afterFailure(*handler, gate) : Next::Close;
+}
+
+void ServerConnection::testify(VeskBase &handler, const Share *share, bool succeeded) const
+{
+    const QString operation = handler.getParam(QStringLiteral("operator"));
+    if (operation.isEmpty() || operation == QLatin1String("return") || !share)
+        return;
+    const qint64 end = handler.getParam(QStringLiteral("transferEndSize")).toLongLong();
+    const qint64 begin = handler.getParam(QStringLiteral("transferBeginSize")).toLongLong();
+    if (m_context.witnesses.meter)
+        m_context.witnesses.meter->addTask(
+            {operation, succeeded, end > 0 ? end - begin : 0, roundTripMs(m_socketId)});
+    const bool isPlaced = succeeded && operation == QLatin1String("upload")
+        && !handler.getParam(QStringLiteral("transferEndSize")).isEmpty();
+    if (isPlaced && m_context.witnesses.hook)
+        m_context.witnesses.hook->add(
+            {share->name, handler.getParam(QStringLiteral("path")), m_user, m_peer.text(), end});
 }
 
 ServerConnection::Next ServerConnection::refuseAndClose(const QString &errorType)
@@ -261,6 +317,8 @@ bool ServerConnection::sendRefusal(const QString &errorType)
         {QStringLiteral("errorType"), errorType},
     };
     logServer(QStringLiteral("warning"), QStringLiteral("refused: %1").arg(errorType));
+    if (m_context.witnesses.meter)
+        m_context.witnesses.meter->addRefusal(errorType);
     MessageChannel channel(m_socket.id());
     return channel.send(number(MessageKind::TaskParamAck), VeskBase::serializeParam(answer));
 }

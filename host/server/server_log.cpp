@@ -1,5 +1,6 @@
 #include "host/server/server_log.h"
 
+#include "host/event_writer.h"
 #include "host/server/log_writer.h"
 #include "host/text.h"
 
@@ -18,6 +19,7 @@ namespace
 {
 
 std::atomic<bool> showDebug{false};
+std::atomic<bool> writesJson{false};
 thread_local QString threadClient;
 
 constexpr int queueLimit = 1 << 20; // bytes; some thousand lines
@@ -47,9 +49,10 @@ void writeLine(const QString &line)
 
 } // namespace
 
-ServerLog::ServerLog(bool verbose)
+ServerLog::ServerLog(bool verbose, Format format)
 {
     showDebug = verbose;
+    writesJson = format == Format::Json;
     (void)exchangeWriter(std::make_shared<LogWriter>(STDERR_FILENO, queueLimit)); // there was none
     VeskBase::setLogSink(
         [](const VeskBase *, const QString &level, const QString &message) { logServer(level, message); });
@@ -59,12 +62,22 @@ ServerLog::~ServerLog()
 {
     VeskBase::setLogSink({});
     (void)exchangeWriter(nullptr); // its end writes what is queued
+    writesJson = false;
 }
 
 void logServer(const QString &level, const QString &message)
 {
     if (level == QLatin1String("debug") && !showDebug)
         return;
+    if (writesJson) {
+        QJsonObject fields = {{QStringLiteral("time"), eventTime()},
+                              {QStringLiteral("level"), level},
+                              {QStringLiteral("message"), message}};
+        if (!threadClient.isEmpty())
+            fields.insert(QStringLiteral("client"), threadClient);
+        writeLine(QString::fromUtf8(eventLine(QStringLiteral("log"), fields)));
+        return;
+    }
     const QString client = threadClient.isEmpty() ? QStringLiteral("-") : threadClient;
     writeLine(QStringLiteral("%1 %2 %3\n").arg(level.leftJustified(7), client, escaped(message)));
 }

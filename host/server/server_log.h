@@ -6,13 +6,15 @@ namespace VESK::Host
 {
 
 /// While it lives, every handler's log lines, and those of `logServer`, go to stderr: level, the client of
-/// the calling thread if it serves one, and the message, with file names escaped. "debug" lines only when
-/// `verbose`. A thread of its own writes them: whoever logs never waits for the reader of stderr. One at a
-/// time.
+/// the calling thread if it serves one, and the message, with file names escaped; or, as `Format::Json`, an
+/// object of JSON a line, with the time. "debug" lines only when `verbose`. A thread of its own writes them:
+/// whoever logs never waits for the reader of stderr. One at a time.
 class ServerLog
 {
 public:
-    explicit ServerLog(bool verbose);
+    enum class Format { Text, Json };
+
+    explicit ServerLog(bool verbose, Format format = Format::Text);
     /// Waits a second for what is not yet written.
     ~ServerLog();
     ServerLog(const ServerLog &) = delete;

@@ -14,6 +14,9 @@ struct ServerSettings {
     /// Each may take the transport's buffers. Twice what one client uses at most: those of a client that was
     /// killed count until they are taken for dead, up to a minute, and are not to shut out the next.
     int maxConnections = 128;
+    int maxTasksPerUser = 0; ///< connections of one user at a time, each with one task; 0: no limit
+    double partialsMaxAgeSeconds =
+        0; ///< partial copies that nobody went on with for so long go; 0: none does
 
     /// Null when there is none of that name.
     const Share *findShare(const QString &name) const

@@ -16,6 +16,7 @@ struct Share {
     Rights rights = Rights();
     int fileMode = 0640; ///< of received files
     int dirMode = 0750; ///< of the directories that uploads go to
+    qint64 minFree = 0; ///< bytes that uploads leave free on the disk
 };
 
 /// The share that `vesk serve DIR` offers: it bears the name of DIR's last component, with "_" in place of

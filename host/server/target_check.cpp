@@ -74,7 +74,7 @@ QString findDirectoryObstacle(const Share &share, const UploadTarget &target)
     return modesCanBeSet(target, existing, share.dirMode) ? QString() : ErrorType::notWritable();
 }
 
-bool hasSpace(const UploadTarget &target)
+bool hasSpace(const Share &share, const UploadTarget &target)
 {
     const QFileInfo there(target.path);
     if (there.isFile() && there.size() == target.fileSize)
@@ -87,7 +87,8 @@ bool hasSpace(const UploadTarget &target)
     if (::statvfs(directory.constData(), &status) != 0)
         return true; // a file system that does not say; the transfer will tell
     const fsblkcnt_t blocks = ::geteuid() == 0 ? status.f_bfree : status.f_bavail;
-    return needed <= 0 || static_cast<quint64>(needed) <= static_cast<quint64>(blocks) * status.f_frsize;
+    const quint64 free = static_cast<quint64>(blocks) * status.f_frsize;
+    return needed <= 0 || static_cast<quint64>(needed) + static_cast<quint64>(share.minFree) <= free;
 }
 
 } // namespace
@@ -124,7 +125,7 @@ QString findObstacle(const Share &share, const UploadTarget &target)
     const QString obstacle = findDirectoryObstacle(share, target);
     if (!obstacle.isEmpty())
         return obstacle;
-    return hasSpace(target) ? QString() : ErrorType::noSpace();
+    return hasSpace(share, target) ? QString() : ErrorType::noSpace();
 }
 
 QString findCreateDirObstacle(const Share &share, const ParamMap &taskParam)

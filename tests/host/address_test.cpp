@@ -59,6 +59,23 @@ TEST(RemoteAddressTest, TakesUrlWithAndWithoutPort)
     EXPECT_EQ(without.share, QStringLiteral("incoming"));
 }
 
+TEST(RemoteAddressTest, TellsThatIpv6WantsBrackets)
+{
+    for (const char *const text : {"::1:in", "2001:db8::7:in/a", "ann@fe80::1:in", "::ffff:10.0.0.1:in"}) {
+        QString error;
+        EXPECT_FALSE(parseRemoteAddress(QString::fromLatin1(text), &error)) << text;
+        EXPECT_THAT(error.toStdString(), testing::HasSubstr("brackets")) << text;
+    }
+    EXPECT_EQ(parsed(QStringLiteral("abc:de/f:a")).path, QStringLiteral("f:a"));
+}
+
+TEST(RemoteAddressTest, RefusesPortsThatNoServerHas)
+{
+    EXPECT_TRUE(isRefused(QStringLiteral("vesk://nas:0/in")));
+    EXPECT_TRUE(isRefused(QStringLiteral("vesk://nas:65536/in")));
+    EXPECT_EQ(parsed(QStringLiteral("vesk://nas:65535/in")).port, 65535);
+}
+
 TEST(RemoteAddressTest, DecodesEscapesInUrlsOnly)
 {
     EXPECT_EQ(parsed(QStringLiteral("vesk://nas/in/%C3%BC%20%1")).path, QString::fromUtf8("ü %1"));

@@ -77,6 +77,26 @@ TEST_F(CompletionTest, OffersVerbsOptionsValuesAndFilesInBash)
     EXPECT_EQ(bashOffers({"vesk", "--config", "fi"}), QStringList{"film one.mkv"});
 }
 
+TEST_F(CompletionTest, OffersTheRemotesOfTheConfigurationWhereServersMayStand)
+{
+    if (!isInstalled("bash"))
+        GTEST_SKIP() << "no bash here";
+    save("bash");
+    ASSERT_TRUE(m_directory.write("vesk.toml", "[remote.nas]\nhost = \"a\"\n[remote.far]\nhost = \"b\"\n"));
+    ASSERT_TRUE(m_directory.write("film.mkv", ""));
+    const QString program = QStringLiteral(VESK_PROGRAM);
+    qputenv("VESK_CONFIG", m_directory.path("vesk.toml").toUtf8());
+    EXPECT_EQ(bashOffers({program, "ls", "''"}), (QStringList{"far:", "nas:"}));
+    EXPECT_EQ(bashOffers({program, "put", "film.mkv", "na"}), QStringList{"nas:"});
+    EXPECT_EQ(bashOffers({program, "put", "f"}), (QStringList{"far:", "film.mkv"}));
+    EXPECT_EQ(bashOffers({program, "get", "n"}), QStringList{"nas:"});
+    EXPECT_EQ(bashOffers({program, "doctor", "f"}), QStringList{"far:"});
+    EXPECT_EQ(bashOffers({program, "serve", "n"}), QStringList());
+    ASSERT_TRUE(m_directory.write("vesk.toml", "[[[\n"));
+    EXPECT_EQ(bashOffers({program, "ls", "''"}), QStringList());
+    qunsetenv("VESK_CONFIG");
+}
+
 TEST_F(CompletionTest, OffersVerbsOptionsAndValuesInFish)
 {
     if (!isInstalled("fish"))

@@ -5,6 +5,7 @@
 #include "vesk_base/paths.h"
 
 #include <QtCore/QDir>
+#include <QtCore/QFile>
 
 #include <gmock/gmock.h>
 
@@ -22,7 +23,8 @@ namespace
 
 constexpr qint64 fileSize = 30 << 20; // bytes; some seconds at the rate below
 constexpr int smallFiles = 400;
-constexpr int limitMs = 120000; // a task that waits for a word notices the cut after 47 s only
+constexpr int limitMs = 120000;
+constexpr qint64 hugeFile = Q_INT64_C(200) << 30; // bytes; takes no space, and minutes to hash
 
 class CutLineTest : public ClientTest
 {
@@ -61,6 +63,31 @@ protected:
             << qPrintable(client.err());
         EXPECT_TRUE(client.isRunning());
         m_line->mend();
+    }
+
+    // A download for which the server first reads 200 GiB.
+    QStringList hugeDownload() const
+    {
+        return {QStringLiteral("get"),
+                QStringLiteral("--verify"),
+                QStringLiteral("sha256"),
+                QStringLiteral("--stall-timeout"),
+                QStringLiteral("2"),
+                QStringLiteral("--retries"),
+                QStringLiteral("0"),
+                QStringLiteral("--stats"),
+                QStringLiteral("300ms"),
+                url(QStringLiteral("srv/huge")),
+                m_directory.path(QStringLiteral("out"))};
+    }
+
+    // And has been for some time, in which it was asked whether it is there.
+    bool serverIsHashing(Program &get)
+    {
+        return waitUntil([&] {
+            return m_server->program().err().contains(QStringLiteral("downloadRespond:"))
+                && get.err().count(QStringLiteral("waiting for the server")) >= 4;
+        });
     }
 
     void expectResumed(Program &client)
@@ -113,6 +140,31 @@ TEST_F(CutLineTest, ManyFilesGoOnOverSeveralConnections)
     EXPECT_EQ(put.waitForEnd(limitMs), 0) << qPrintable(put.err());
     for (int i = 0; i < smallFiles; ++i)
         ASSERT_EQ(m_directory.read(QStringLiteral("srv/src/f%1").arg(i)), pattern(50000, i)) << i;
+}
+
+TEST_F(CutLineTest, IsNoticedWhileTheServerHasNothingToSay)
+{
+    ASSERT_TRUE(m_directory.write(QStringLiteral("srv/huge"), ""));
+    ASSERT_TRUE(QFile::resize(m_directory.path(QStringLiteral("srv/huge")), hugeFile));
+    Program get(hugeDownload());
+    ASSERT_TRUE(serverIsHashing(get)) << qPrintable(get.err());
+    const int before = m_line->lost();
+    m_line->cut();
+    // The library itself takes 47 s.
+    EXPECT_EQ(get.waitForEnd(30000), 9) << qPrintable(get.err());
+    EXPECT_THAT(get.err().toStdString(), HasSubstr("the connection was lost"));
+    EXPECT_GT(m_line->lost(), before);
+}
+
+TEST_F(CutLineTest, IsNotSuspectedWhileTheServerHashesForLong)
+{
+    ASSERT_TRUE(m_directory.write(QStringLiteral("srv/huge"), ""));
+    ASSERT_TRUE(QFile::resize(m_directory.path(QStringLiteral("srv/huge")), hugeFile));
+    Program get(hugeDownload());
+    ASSERT_TRUE(serverIsHashing(get)) << qPrintable(get.err());
+    EXPECT_EQ(get.waitForEnd(7000), -1) << "several times the stall timeout" << qPrintable(get.err());
+    EXPECT_TRUE(get.isRunning());
+    EXPECT_THAT(get.err().toStdString(), testing::Not(HasSubstr("warning")));
 }
 
 } // namespace

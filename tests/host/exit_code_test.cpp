@@ -215,6 +215,14 @@ const Row rows[] = {
          ServerProgram open(scene.path("in"), 0, {"--auth", "none"});
          return scene.run({"put", scene.path("f"), open.url("in"), "--token-file", scene.path("token")});
      }},
+    {70, "Internal",
+     [](Scene &scene) {
+         const int code = scene.run({"serve", scene.path("in"), "--listen", "127.0.0.1:0", "--module",
+                                     QStringLiteral(VESK_FAILING_MODULE)});
+         EXPECT_THAT(scene.err.toStdString(), testing::HasSubstr("error: internal error: no handler today.\n"));
+         EXPECT_THAT(scene.err.toStdString(), testing::HasSubstr("please report it"));
+         return code;
+     }},
     {130, "Interrupted",
      [](Scene &scene) { return scene.runBig({}, [](Program &program) { program.signal(SIGINT); }); }},
     {143, "Terminated",

@@ -4,6 +4,8 @@
 
 #include "vesk_base/paths.h"
 
+#include <QtCore/QFileInfo>
+
 #include <gmock/gmock.h>
 
 #include <csignal>
@@ -142,6 +144,20 @@ TEST_F(TerminalTest, KeepsWhatHasArrivedOnOneInterruption)
                       .arg(QStringLiteral(VESK_PROGRAM), m_server->url(QStringLiteral("in"))));
     EXPECT_TRUE(terminal.waitFor(QStringLiteral("^again=0$")));
     EXPECT_EQ(terminal.count(QStringLiteral("saved by resuming")), 1)
+        << qPrintable(terminal.screen().join(QLatin1Char('\n')));
+}
+
+TEST_F(TerminalTest, DiscardsWhatHasArrivedOnASecondInterruption)
+{
+    Terminal terminal(80, height);
+    startAndFreeze(terminal);
+    EXPECT_GT(sizeOf(partialPath()), 0);
+    m_server->program().signal(SIGCONT);
+    terminal.press(QStringLiteral("C-c"));
+    terminal.press(QStringLiteral("C-c"));
+    ASSERT_TRUE(terminal.waitFor(QStringLiteral("^status=130$")));
+    EXPECT_FALSE(QFileInfo::exists(partialPath())) << qPrintable(terminal.screen().join(QLatin1Char('\n')));
+    EXPECT_EQ(terminal.count(QStringLiteral("discarded: big\\.raw: what had arrived is removed")), 1)
         << qPrintable(terminal.screen().join(QLatin1Char('\n')));
 }
 

@@ -14,7 +14,7 @@ namespace VESK::Test
 namespace
 {
 
-constexpr ssize_t shortestPacket = 16; // bytes of UDT; anything shorter asks whether the port is there
+constexpr int datagramsAtOnce = 64; // then it is time to send again
 
 int newSocket()
 {
@@ -36,16 +36,14 @@ sockaddr *generic(sockaddr_in &address)
 UdpRelay::UdpRelay(const sockaddr_in &server, const PathWeather &weather, std::uint32_t seed)
     : m_weather(weather)
     , m_random(seed)
+    , m_server(server)
     , m_clientSide(newSocket())
-    , m_serverSide(newSocket())
 {
     m_address.sin_family = AF_INET;
     m_address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof m_address;
     (void)::bind(m_clientSide, generic(m_address), size);
     (void)::getsockname(m_clientSide, generic(m_address), &size);
-    sockaddr_in peer = server;
-    (void)::connect(m_serverSide, generic(peer), sizeof peer);
     m_thread = std::thread([this] { run(); });
 }
 
@@ -54,7 +52,8 @@ UdpRelay::~UdpRelay()
     m_isEnding = true;
     m_thread.join();
     ::close(m_clientSide);
-    ::close(m_serverSide);
+    for (const Client &client : m_clients)
+        ::close(client.serverSide);
 }
 
 void UdpRelay::run()
@@ -66,28 +65,52 @@ void UdpRelay::run()
             pause = std::min(pause, m_waiting.begin()->first - Clock::now());
         const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(pause).count();
         const timespec timeout{0, std::max<long>(nanoseconds, 0)};
-        std::array<pollfd, 2> entries{{{m_clientSide, POLLIN, 0}, {m_serverSide, POLLIN, 0}}};
+        std::vector<pollfd> entries{{m_clientSide, POLLIN, 0}};
+        for (const Client &client : m_clients)
+            entries.push_back({client.serverSide, POLLIN, 0});
         (void)::ppoll(entries.data(), entries.size(), &timeout, nullptr);
-        receive(m_clientSide, true);
-        receive(m_serverSide, false);
+        receiveFromClients();
+        for (std::size_t client = 0; client < m_clients.size(); ++client)
+            receiveFromServer(client);
         sendDue();
     }
 }
 
-void UdpRelay::receive(int descriptor, bool toServer)
+void UdpRelay::receiveFromClients()
 {
-    constexpr int atOnce = 64; // then it is time to send again
     std::array<char, 65536> buffer;
-    for (int i = 0; i < atOnce; ++i) {
+    for (int i = 0; i < datagramsAtOnce; ++i) {
         sockaddr_in from{};
         socklen_t size = sizeof from;
-        const ssize_t count = ::recvfrom(descriptor, buffer.data(), buffer.size(), 0, generic(from), &size);
+        const ssize_t count = ::recvfrom(m_clientSide, buffer.data(), buffer.size(), 0, generic(from), &size);
         if (count < 0)
             return;
-        if (toServer && count >= shortestPacket)
-            m_client = from;
-        accept({toServer, {buffer.data(), buffer.data() + count}});
+        accept({true, clientAt(from), {buffer.data(), buffer.data() + count}});
     }
+}
+
+void UdpRelay::receiveFromServer(std::size_t client)
+{
+    std::array<char, 65536> buffer;
+    for (int i = 0; i < datagramsAtOnce; ++i) {
+        const ssize_t count = ::recv(m_clients[client].serverSide, buffer.data(), buffer.size(), 0);
+        if (count < 0)
+            return;
+        accept({false, client, {buffer.data(), buffer.data() + count}});
+    }
+}
+
+std::size_t UdpRelay::clientAt(const sockaddr_in &address)
+{
+    const auto found = std::find_if(m_clients.begin(), m_clients.end(), [&](const Client &client) {
+        return client.address.sin_port == address.sin_port; // all are on 127.0.0.1
+    });
+    if (found != m_clients.end())
+        return static_cast<std::size_t>(found - m_clients.begin());
+    m_clients.push_back({address, newSocket()});
+    sockaddr_in server = m_server;
+    (void)::connect(m_clients.back().serverSide, generic(server), sizeof server);
+    return m_clients.size() - 1;
 }
 
 void UdpRelay::accept(Datagram datagram)
@@ -115,12 +138,13 @@ void UdpRelay::sendDue()
 {
     while (!m_waiting.empty() && m_waiting.begin()->first <= Clock::now()) {
         const Datagram &datagram = m_waiting.begin()->second;
+        Client &client = m_clients[datagram.client];
         // One that the system does not take is lost, like any other.
         if (datagram.toServer)
-            (void)::send(m_serverSide, datagram.bytes.data(), datagram.bytes.size(), MSG_NOSIGNAL);
+            (void)::send(client.serverSide, datagram.bytes.data(), datagram.bytes.size(), MSG_NOSIGNAL);
         else
             (void)::sendto(m_clientSide, datagram.bytes.data(), datagram.bytes.size(), MSG_NOSIGNAL,
-                           generic(m_client), sizeof m_client);
+                           generic(client.address), sizeof client.address);
         m_waiting.erase(m_waiting.begin());
     }
 }

@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <random>
@@ -26,8 +27,9 @@ struct PathWeather {
     std::chrono::milliseconds queue{50}; ///< longest wait for a limited rate; what comes then is lost
 };
 
-/// A path of UDP datagrams between one client and one server on 127.0.0.1, on a thread of its own. Which
-/// datagrams suffer depends on the seed and on their order.
+/// A path of UDP datagrams between clients and one server on 127.0.0.1, on a thread of its own. To the server
+/// each client has a port of its own, as behind a router. Which datagrams suffer depends on the seed and on
+/// their order.
 class UdpRelay
 {
 public:
@@ -36,7 +38,7 @@ public:
     UdpRelay(const UdpRelay &) = delete;
     UdpRelay &operator=(const UdpRelay &) = delete;
 
-    /// Where the client finds it.
+    /// Where clients find it.
     const sockaddr_in &address() const { return m_address; }
 
     /// Nothing passes from now on, or everything does again. Any thread.
@@ -48,13 +50,20 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
+    struct Client {
+        sockaddr_in address;
+        int serverSide; // the socket that stands for it
+    };
     struct Datagram {
         bool toServer;
+        std::size_t client; // whose
         std::vector<char> bytes;
     };
 
     void run();
-    void receive(int descriptor, bool toServer);
+    void receiveFromClients();
+    void receiveFromServer(std::size_t client);
+    std::size_t clientAt(const sockaddr_in &address);
     void accept(Datagram datagram);
     void sendDue();
     bool happens(double share);
@@ -63,9 +72,9 @@ private:
     const PathWeather m_weather;
     std::mt19937 m_random;
     sockaddr_in m_address{};
-    sockaddr_in m_client{};
+    const sockaddr_in m_server;
     int m_clientSide = -1;
-    int m_serverSide = -1;
+    std::vector<Client> m_clients;
     std::multimap<Clock::time_point, Datagram> m_waiting;
     std::array<Clock::time_point, 2> m_lineFree; // when the line has sent all that waits, by toServer
     std::atomic<int> m_lost{0};

@@ -1,0 +1,66 @@
+#include "host/server/metrics_file.h"
+
+#include "host/server/server_log.h"
+
+#include <QtCore/QSaveFile>
+
+#include <chrono>
+
+namespace VESK::Host
+{
+
+namespace
+{
+
+constexpr std::chrono::seconds interval(5);
+constexpr QFileDevice::Permissions forAll =
+    QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther;
+
+} // namespace
+
+MetricsFile::MetricsFile(const ServerMeter &meter, const QString &path)
+    : m_meter(meter)
+    , m_path(path)
+{
+    if (!path.isEmpty())
+        m_thread = std::thread([this] { run(); });
+}
+
+MetricsFile::~MetricsFile()
+{
+    if (!m_thread.joinable())
+        return;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_isEnding = true;
+        m_changed.notify_all();
+    }
+    m_thread.join();
+}
+
+void MetricsFile::run()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    for (bool isLast = false;; isLast = m_isEnding) {
+        lock.unlock();
+        write();
+        lock.lock();
+        if (isLast)
+            return;
+        m_changed.wait_for(lock, interval, [this] { return m_isEnding; });
+    }
+}
+
+void MetricsFile::write()
+{
+    QSaveFile file(m_path);
+    const QByteArray text = m_meter.text();
+    const bool isWritten = file.open(QIODevice::WriteOnly) && file.write(text) == text.size()
+        && file.setPermissions(forAll) && file.commit();
+    if (!isWritten && !m_hasComplained)
+        logServer(QStringLiteral("warning"),
+                  QStringLiteral("cannot write the metrics to %1: %2").arg(m_path, file.errorString()));
+    m_hasComplained = !isWritten;
+}
+
+} // namespace VESK::Host

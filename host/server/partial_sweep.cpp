@@ -1,0 +1,96 @@
+#include "host/server/partial_sweep.h"
+
+#include "host/server/server_log.h"
+#include "host/text.h"
+
+#include "vesk_base/paths.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QDirIterator>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+
+#include <chrono>
+
+namespace VESK::Host
+{
+
+namespace
+{
+
+constexpr std::chrono::hours interval(1);
+
+} // namespace
+
+QStringList findPartials(const QString &directory)
+{
+    QStringList found;
+    QDirIterator entries(directory, QDir::Files | QDir::Hidden | QDir::NoSymLinks,
+                         QDirIterator::Subdirectories); // hidden directories, too
+    while (entries.hasNext()) {
+        const QString path = entries.next();
+        if (isTemporaryName(entries.fileName()))
+            found.append(path);
+    }
+    return found;
+}
+
+PartialSweep::PartialSweep(const ServerSettings &settings, std::function<bool(const QString &)> isInUse)
+    : m_settings(settings)
+    , m_isInUse(std::move(isInUse))
+    , m_thread([this] { run(); })
+{
+}
+
+PartialSweep::~PartialSweep()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_isEnding = true;
+        m_changed.notify_all();
+    }
+    m_thread.join();
+}
+
+void PartialSweep::run()
+{
+    if (m_settings.partialsMaxAgeSeconds <= 0)
+        return;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!m_isEnding) {
+        lock.unlock();
+        sweep();
+        lock.lock();
+        m_changed.wait_for(lock, interval, [this] { return m_isEnding; });
+    }
+}
+
+void PartialSweep::sweep()
+{
+    const auto maxAgeMs = static_cast<qint64>(m_settings.partialsMaxAgeSeconds * 1000);
+    const QDateTime oldest = QDateTime::currentDateTime().addMSecs(-maxAgeMs);
+    for (const Share &share : m_settings.shares) {
+        qint64 kept = 0;
+        qint64 keptBytes = 0;
+        const QStringList partials = findPartials(share.directory);
+        for (const QString &path : partials) {
+            const QFileInfo file(path);
+            const bool isOld = file.lastModified() < oldest && !m_isInUse(path);
+            if (isOld && QFile::remove(path)) {
+                logServer(QStringLiteral("info"),
+                          QStringLiteral("removed the partial copy %1 (%2): nobody went on with it")
+                              .arg(path, bytesText(file.size())));
+                continue;
+            }
+            ++kept;
+            keptBytes += file.size();
+        }
+        if (kept > 0)
+            logServer(QStringLiteral("info"),
+                      QStringLiteral("share %1 holds %2 of %3")
+                          .arg(share.name, countText(kept, QStringLiteral("partial upload")),
+                               bytesText(keptBytes)));
+    }
+}
+
+} // namespace VESK::Host

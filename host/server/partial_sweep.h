@@ -1,0 +1,42 @@
+#pragma once
+
+#include "host/server/server_settings.h"
+
+#include <QtCore/QStringList>
+
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+namespace VESK::Host
+{
+
+/// Partial copies of uploads below a directory; links are not followed.
+QStringList findPartials(const QString &directory);
+
+/// Removes what interrupted uploads have left in the shares and nobody went on with for as long as the
+/// settings say, at once and then every hour, on a thread of its own; and tells in the log what is there.
+class PartialSweep
+{
+public:
+    /// `isInUse` is asked on the sweep's thread whether a running upload writes to a path.
+    PartialSweep(const ServerSettings &settings, std::function<bool(const QString &path)> isInUse);
+    /// Ends it.
+    ~PartialSweep();
+    PartialSweep(const PartialSweep &) = delete;
+    PartialSweep &operator=(const PartialSweep &) = delete;
+
+private:
+    void run();
+    void sweep();
+
+    const ServerSettings m_settings;
+    const std::function<bool(const QString &)> m_isInUse;
+    std::mutex m_mutex; // guards m_isEnding
+    std::condition_variable m_changed;
+    bool m_isEnding = false;
+    std::thread m_thread;
+};
+
+} // namespace VESK::Host
