@@ -25,6 +25,21 @@ TEST_F(DownloadCheckPoints, AStoppedClientStillAsksAndThenTouchesNothing)
     EXPECT_TRUE(nothingElseCame(handler(), peer));
 }
 
+TEST_F(DownloadCheckPoints, ASecondPassIsOneAlsoForAStoppedClient)
+{
+    set("bVerify", "md5");
+    ASSERT_TRUE(dir.write("in/file.bin", "abc"));
+    handler().setStatus("pause");
+    const RunningTask task = start();
+    answer(offer("abc", {{"bTransfer", "false"}}));
+    EXPECT_EQ(task.result(), false);
+    EXPECT_EQ(handler().getLastError(), "pause");
+    EXPECT_EQ(
+        logged(),
+        (QStringList{macLine(), "info|downloadRequest: file " + local() + " second pass.", timeLine()}));
+    EXPECT_EQ(timeOf(local()), serverTime);
+}
+
 TEST_F(DownloadCheckPoints, AClientThatIsStoppedAfterTheDataPutsTheFileInPlace)
 {
     set("bVerify", "md5");

@@ -19,7 +19,7 @@ public:
 
     bool atEnd() const { return m_waiting.isEmpty(); }
 
-    /// The entries of the next directory, in the order of the file system.
+    /// The entries of the next directory, in the order in which it is read.
     QFileInfoList nextDirectory();
 
     /// Puts a directory that `nextDirectory` gave just now at the end of the queue, unless that would be
