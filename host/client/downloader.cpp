@@ -207,7 +207,7 @@ bool Downloader::makeDirectory(const QString &path)
     if (m_selection.isDryRun)
         return true;
     errno = 0;
-    if (QDir().mkpath(path) && QFileInfo(path).isDir())
+    if (QDir().mkpath(path))
         return true;
     const int error = errno;
     const QString why =

@@ -219,7 +219,8 @@ const Row rows[] = {
      [](Scene &scene) {
          const int code = scene.run({"serve", scene.path("in"), "--listen", "127.0.0.1:0", "--module",
                                      QStringLiteral(VESK_FAILING_MODULE)});
-         EXPECT_THAT(scene.err.toStdString(), testing::HasSubstr("error: internal error: no handler today.\n"));
+         EXPECT_THAT(scene.err.toStdString(),
+                     testing::HasSubstr("error: internal error: no handler today.\n"));
          EXPECT_THAT(scene.err.toStdString(), testing::HasSubstr("please report it"));
          return code;
      }},
