@@ -57,7 +57,7 @@ protected:
 TEST_F(LimitsTest, StopsAfterSoMuchTimeAndKeepsWhatHasArrived)
 {
     EXPECT_EQ(run(put({QStringLiteral("--limit-rate"), QStringLiteral("2M"), QStringLiteral("--max-time"),
-                       QStringLiteral("2")})),
+                       QStringLiteral("5")})),
               limitReached)
         << m_err;
     EXPECT_THAT(m_err, HasSubstr("--max-time"));
