@@ -1,5 +1,7 @@
 #include "host/text.h"
 
+#include <QtCore/QFile>
+
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -83,6 +85,11 @@ QString escapedBytes(const QByteArray &bytes)
                          : QStringLiteral("\\x%1").arg(static_cast<uchar>(byte), 2, 16, QLatin1Char('0'));
     }
     return shown;
+}
+
+QString givenFileName(const std::string &bytes)
+{
+    return QFile::decodeName(QByteArray::fromStdString(bytes));
 }
 
 QString bytesText(qint64 bytes)

@@ -4,6 +4,8 @@
 #include <QtCore/QString>
 #include <QtCore/QtGlobal>
 
+#include <string>
+
 namespace VESK::Host
 {
 
@@ -14,6 +16,9 @@ QString escaped(const QString &text);
 /// Bytes that need not be text, for people: everything but printable ASCII as "\x" and two digits, by
 /// whose form it is told from the escape of a character. Any thread.
 QString escapedBytes(const QByteArray &bytes);
+
+/// The file's name that stands on the command line or in the configuration: bytes in the encoding of names.
+QString givenFileName(const std::string &bytes);
 
 /// A size in bytes for people, as in "1.4 GiB" or "512 B".
 QString bytesText(qint64 bytes);

@@ -7,8 +7,6 @@
 #include "host/text.h"
 #include "host/user.h"
 
-#include <QtCore/QFile>
-
 #include <map>
 
 namespace VESK::Host
@@ -101,7 +99,7 @@ ClientSettings clientSettings(const ClientOptions &options)
         {"none", QStringLiteral("false")},
     };
     settings.verifyMode = modes.at(options.verify);
-    settings.tokenFile = QFile::decodeName(QByteArray::fromStdString(options.tokenFile));
+    settings.tokenFile = givenFileName(options.tokenFile);
     settings.retries = options.retries;
     settings.retryWaitSeconds = options.retryWaitSeconds;
     settings.stallSeconds = options.stallSeconds;

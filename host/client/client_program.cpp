@@ -10,8 +10,6 @@
 #include "transport/kernel_buffers.h"
 #include "transport/udt_library.h"
 
-#include <QtCore/QFile>
-
 #include <unistd.h>
 
 #include <atomic>
@@ -94,7 +92,7 @@ bool openLog(const ClientOptions &options, LogFile *log, QString *error)
     const std::string &name = options.output.logFile;
     if (name.empty())
         return true;
-    const QString path = QFile::decodeName(QByteArray::fromStdString(name));
+    const QString path = givenFileName(name);
     QString why;
     if (log->open(path, &why))
         return true;

@@ -4,8 +4,6 @@
 #include "host/client/downloader.h"
 #include "host/text.h"
 
-#include <QtCore/QFile>
-
 #include <memory>
 
 namespace VESK::Host
@@ -62,7 +60,7 @@ int get(const GetOptions &options, const CLI::App &command, const GlobalOptions 
         settleSources(options, &sources, &error) ? settleSelection(options, command, &error) : std::nullopt;
     if (!selection)
         return usageError(verb, error);
-    const QString directory = QFile::decodeName(QByteArray::fromStdString(options.places.back()));
+    const QString directory = givenFileName(options.places.back());
 
     return runClient(verb, options, global, [&](const ClientContext &context) {
         Downloader downloader(context, directory, *selection);

@@ -53,7 +53,7 @@ QString configDirectory()
 QString configPath(const std::string &given)
 {
     if (!given.empty())
-        return QFile::decodeName(QByteArray::fromStdString(given));
+        return givenFileName(given);
     const QByteArray named = qgetenv(configVariable);
     return named.isEmpty() ? configDirectory() + QLatin1String("/vesk.toml") : QFile::decodeName(named);
 }

@@ -9,8 +9,6 @@
 #include "host/text.h"
 #include "transport/udt_library.h"
 
-#include <QtCore/QFile>
-
 #include <unistd.h>
 
 #include <csignal>
@@ -63,8 +61,7 @@ public:
         tell(checkOpenFiles());
         tell(checkModule(QString::fromStdString(m_global.module)));
         const bool isNamed = !m_options.directory.empty();
-        const QString directory =
-            isNamed ? QFile::decodeName(QByteArray::fromStdString(m_options.directory)) : QStringLiteral(".");
+        const QString directory = isNamed ? givenFileName(m_options.directory) : QStringLiteral(".");
         tell(checkDisk(directory));
         if (isNamed)
             tell(checkLinks(directory));

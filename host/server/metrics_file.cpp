@@ -23,32 +23,15 @@ MetricsFile::MetricsFile(const ServerMeter &meter, const QString &path)
     , m_path(path)
 {
     if (!path.isEmpty())
-        m_thread = std::thread([this] { run(); });
+        m_writing.emplace([this] { write(); }, interval);
 }
 
 MetricsFile::~MetricsFile()
 {
-    if (!m_thread.joinable())
+    if (!m_writing)
         return;
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_isEnding = true;
-        m_changed.notify_all();
-    }
-    m_thread.join();
-}
-
-void MetricsFile::run()
-{
-    std::unique_lock<std::mutex> lock(m_mutex);
-    for (bool isLast = false;; isLast = m_isEnding) {
-        lock.unlock();
-        write();
-        lock.lock();
-        if (isLast)
-            return;
-        m_changed.wait_for(lock, interval, [this] { return m_isEnding; });
-    }
+    m_writing.reset();
+    write();
 }
 
 void MetricsFile::write()

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "host/server/repeater.h"
 #include "host/server/server_meter.h"
 
-#include <condition_variable>
-#include <mutex>
-#include <thread>
+#include <QtCore/QString>
+
+#include <optional>
 
 namespace VESK::Host
 {
@@ -22,16 +23,12 @@ public:
     MetricsFile &operator=(const MetricsFile &) = delete;
 
 private:
-    void run();
     void write();
 
     const ServerMeter &m_meter;
     const QString m_path;
-    bool m_hasComplained = false; // of the thread
-    std::mutex m_mutex; // guards m_isEnding
-    std::condition_variable m_changed;
-    bool m_isEnding = false;
-    std::thread m_thread;
+    bool m_hasComplained = false;
+    std::optional<Repeater> m_writing;
 };
 
 } // namespace VESK::Host

@@ -38,31 +38,9 @@ QStringList findPartials(const QString &directory)
 PartialSweep::PartialSweep(const ServerSettings &settings, std::function<bool(const QString &)> isInUse)
     : m_settings(settings)
     , m_isInUse(std::move(isInUse))
-    , m_thread([this] { run(); })
 {
-}
-
-PartialSweep::~PartialSweep()
-{
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_isEnding = true;
-        m_changed.notify_all();
-    }
-    m_thread.join();
-}
-
-void PartialSweep::run()
-{
-    if (m_settings.partialsMaxAgeSeconds <= 0)
-        return;
-    std::unique_lock<std::mutex> lock(m_mutex);
-    while (!m_isEnding) {
-        lock.unlock();
-        sweep();
-        lock.lock();
-        m_changed.wait_for(lock, interval, [this] { return m_isEnding; });
-    }
+    if (m_settings.partialsMaxAgeSeconds > 0)
+        m_sweeping.emplace([this] { sweep(); }, interval);
 }
 
 void PartialSweep::sweep()

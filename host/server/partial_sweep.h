@@ -1,13 +1,12 @@
 #pragma once
 
+#include "host/server/repeater.h"
 #include "host/server/server_settings.h"
 
 #include <QtCore/QStringList>
 
-#include <condition_variable>
 #include <functional>
-#include <mutex>
-#include <thread>
+#include <optional>
 
 namespace VESK::Host
 {
@@ -22,21 +21,13 @@ class PartialSweep
 public:
     /// `isInUse` is asked on the sweep's thread whether a running upload writes to a path.
     PartialSweep(const ServerSettings &settings, std::function<bool(const QString &path)> isInUse);
-    /// Ends it.
-    ~PartialSweep();
-    PartialSweep(const PartialSweep &) = delete;
-    PartialSweep &operator=(const PartialSweep &) = delete;
 
 private:
-    void run();
     void sweep();
 
     const ServerSettings m_settings;
     const std::function<bool(const QString &)> m_isInUse;
-    std::mutex m_mutex; // guards m_isEnding
-    std::condition_variable m_changed;
-    bool m_isEnding = false;
-    std::thread m_thread;
+    std::optional<Repeater> m_sweeping;
 };
 
 } // namespace VESK::Host

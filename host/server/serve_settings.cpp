@@ -8,7 +8,6 @@
 #include "host/text.h"
 #include "transport/private_network.h"
 
-#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
 namespace VESK::Host
@@ -32,17 +31,12 @@ bool parseMode(const std::string &text, int *mode)
     return ok && *mode > 0 && *mode <= 07777;
 }
 
-QString fileName(const std::string &text)
-{
-    return QFile::decodeName(QByteArray::fromStdString(text));
-}
-
 bool addNamed(const std::string &text, ServerSettings *settings, Failure *failure)
 {
     QString error;
-    const std::optional<Share> share = parseShare(fileName(text), &error);
+    const std::optional<Share> share = parseShare(givenFileName(text), &error);
     if (!share) {
-        *failure = usage(QStringLiteral("--share %1: %2").arg(escaped(fileName(text)), error));
+        *failure = usage(QStringLiteral("--share %1: %2").arg(escaped(givenFileName(text)), error));
         return false;
     }
     settings->shares.push_back(*share);
@@ -51,7 +45,7 @@ bool addNamed(const std::string &text, ServerSettings *settings, Failure *failur
 
 bool addDirectory(const ServeOptions &options, ServerSettings *settings, Failure *failure)
 {
-    Share share = shareOfDirectory(fileName(options.directory));
+    Share share = shareOfDirectory(givenFileName(options.directory));
     if (!options.name.empty())
         share.name = QString::fromStdString(options.name);
     const QString fault = findNameFault(share.name);

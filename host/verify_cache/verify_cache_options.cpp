@@ -1,11 +1,11 @@
 #include "host/verify_cache/verify_cache_options.h"
 
+#include "host/text.h"
 #include "host/verify_cache/sqlite_verify_cache.h"
 
 #include "vesk_base/vesk_base.h"
 
 #include <QtCore/QDir>
-#include <QtCore/QFile>
 #include <QtCore/QStandardPaths>
 
 namespace VESK::Host
@@ -32,9 +32,8 @@ InstalledVerifyCache::InstalledVerifyCache(const VerifyCacheOptions &options,
 {
     if (options.isOff)
         return;
-    const QString path = options.file.empty()
-        ? defaultVerifyCachePath()
-        : QDir::current().absoluteFilePath(QFile::decodeName(QByteArray::fromStdString(options.file)));
+    const QString path = options.file.empty() ? defaultVerifyCachePath()
+                                              : QDir::current().absoluteFilePath(givenFileName(options.file));
     VeskBase::setVerifyCache(std::make_shared<SqliteVerifyCache>(path, std::move(warn)));
 }
 
