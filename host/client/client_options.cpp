@@ -119,12 +119,12 @@ ProgressStyle progressStyle(const ClientOptions &options)
 }
 
 std::optional<RemoteAddress> settleRemote(const std::string &text, const ClientOptions &options,
-                                          QString *error)
+                                          QString *error, const QString &shown)
 {
     const QString place = QString::fromStdString(text);
     std::optional<RemoteAddress> remote = parseRemoteAddress(place, error);
     if (!remote) {
-        *error = QStringLiteral("%1: %2").arg(escaped(place), *error);
+        *error = QStringLiteral("%1: %2").arg(shown.isEmpty() ? escaped(place) : shown, *error);
         return std::nullopt;
     }
     if (options.port != 0 || remote->port == 0)
@@ -134,6 +134,12 @@ std::optional<RemoteAddress> settleRemote(const std::string &text, const ClientO
     if (remote->user.isEmpty())
         remote->user = loginName();
     return remote;
+}
+
+bool isRemotePlace(const std::string &text)
+{
+    QString error;
+    return parseRemoteAddress(QString::fromStdString(text), &error).has_value();
 }
 
 std::optional<Selection> settleSelection(const ClientOptions &options, const CLI::App &command,

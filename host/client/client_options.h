@@ -51,8 +51,12 @@ ProgressStyle progressStyle(const ClientOptions &options);
 
 /// Reads a place on a server and fills in the port and the user. Nothing on failure, with a sentence for a
 /// person in `error`.
+/// An error begins with `shown`, or with the text itself.
 std::optional<RemoteAddress> settleRemote(const std::string &text, const ClientOptions &options,
-                                          QString *error);
+                                          QString *error, const QString &shown = QString());
+
+/// Can it only be a place on a server, whatever the configuration names?
+bool isRemotePlace(const std::string &text);
 
 /// The files that the options choose. Nothing on failure, with a sentence for a person in `error`.
 std::optional<Selection> settleSelection(const ClientOptions &options, const CLI::App &command,

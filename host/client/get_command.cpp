@@ -16,13 +16,6 @@ struct GetOptions : ClientOptions {
     std::vector<std::string> places; // sources, then the local directory
 };
 
-// The places as for an upload.
-bool isReversed(const GetOptions &options)
-{
-    QString error;
-    return parseRemoteAddress(QString::fromStdString(options.places.back()), &error).has_value();
-}
-
 // False with the reason in `error`.
 bool settleSources(const GetOptions &options, std::vector<RemoteAddress> *sources, QString *error)
 {
@@ -33,7 +26,7 @@ bool settleSources(const GetOptions &options, std::vector<RemoteAddress> *source
     for (std::size_t i = 0; i + 1 < options.places.size(); ++i) {
         const std::optional<RemoteAddress> source = settleRemote(options.places[i], options, error);
         if (!source) {
-            if (isReversed(options))
+            if (isRemotePlace(options.places.back())) // as for an upload
                 *error += QStringLiteral("; the local directory comes last, and `vesk put` uploads");
             return false;
         }

@@ -37,12 +37,10 @@ std::optional<RemoteAddress> settleServer(const PingOptions &options, QString *e
         return remote;
     const bool isUrl = options.place.rfind("vesk://", 0) == 0;
     const std::string inShare = options.place + (isUrl ? "/share" : ":share"); // an address as others have it
-    std::optional<RemoteAddress> remote = settleRemote(inShare, options, error);
+    const QString shown = QStringLiteral("\"%1\"").arg(escaped(QString::fromStdString(options.place)));
+    std::optional<RemoteAddress> remote = settleRemote(inShare, options, error, shown);
     if (remote)
         remote->share.clear();
-    else if (error->startsWith(escaped(QString::fromStdString(inShare))))
-        *error = QStringLiteral("\"%1\"").arg(escaped(QString::fromStdString(options.place)))
-            + error->mid(escaped(QString::fromStdString(inShare)).size());
     return remote;
 }
 

@@ -15,13 +15,6 @@ struct PutOptions : ClientOptions {
     std::vector<std::string> places; // sources, then the target
 };
 
-// The places as for a download.
-bool isReversed(const PutOptions &options)
-{
-    QString error;
-    return parseRemoteAddress(QString::fromStdString(options.places.front()), &error).has_value();
-}
-
 int put(const PutOptions &options, const CLI::App &command, const GlobalOptions &global)
 {
     const QString verb = QStringLiteral("put");
@@ -32,7 +25,7 @@ int put(const PutOptions &options, const CLI::App &command, const GlobalOptions 
         return usageError(verb, QStringLiteral("with --files-from, put takes one directory, or none"));
     QString error;
     const std::optional<RemoteAddress> target = settleRemote(options.places.back(), options, &error);
-    if (!target && isReversed(options))
+    if (!target && isRemotePlace(options.places.front())) // as for a download
         error += QStringLiteral("; the target comes last, and `vesk get` downloads");
     const std::optional<Selection> selection =
         target ? settleSelection(options, command, &error) : std::nullopt;

@@ -9,6 +9,7 @@
 #include <QtCore/QDirIterator>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QStringList>
 
 #include <chrono>
 
@@ -20,8 +21,7 @@ namespace
 
 constexpr std::chrono::hours interval(1);
 
-} // namespace
-
+/// Partial copies of uploads below a directory; links are not followed.
 QStringList findPartials(const QString &directory)
 {
     QStringList found;
@@ -34,6 +34,8 @@ QStringList findPartials(const QString &directory)
     }
     return found;
 }
+
+} // namespace
 
 PartialSweep::PartialSweep(const ServerSettings &settings, std::function<bool(const QString &)> isInUse)
     : m_settings(settings)

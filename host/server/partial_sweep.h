@@ -3,16 +3,13 @@
 #include "host/server/repeater.h"
 #include "host/server/server_settings.h"
 
-#include <QtCore/QStringList>
+#include <QtCore/QString>
 
 #include <functional>
 #include <optional>
 
 namespace VESK::Host
 {
-
-/// Partial copies of uploads below a directory; links are not followed.
-QStringList findPartials(const QString &directory);
 
 /// Removes what interrupted uploads have left in the shares and nobody went on with for as long as the
 /// settings say, at once and then every hour, on a thread of its own; and tells in the log what is there.

@@ -174,10 +174,11 @@ std::optional<ServerSettings> serverSettings(const ServeOptions &options, Failur
         *failure = usage(QStringLiteral("a mode is an octal number such as 0640"));
         return std::nullopt;
     }
+    const qint64 minFree = parseBytes(QString::fromStdString(options.minFree)).value_or(0);
     for (Share &share : settings.shares) {
         share.fileMode = fileMode;
         share.dirMode = dirMode;
-        share.minFree = parseBytes(QString::fromStdString(options.minFree)).value_or(0);
+        share.minFree = minFree;
     }
     if (!checkShares(settings, failure))
         return std::nullopt;

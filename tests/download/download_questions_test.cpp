@@ -1,6 +1,6 @@
 #include "tests/download/support/download_client.h"
 #include "tests/download/support/download_server.h"
-#include "tests/listing/support/asking_handler.h"
+#include "tests/operation/support/asking_handler.h"
 
 // What both halves of a download ask their base for, and in which order: derived handlers answer, and count
 // on it.

@@ -1,4 +1,4 @@
-#include "tests/listing/support/asking_handler.h"
+#include "tests/operation/support/asking_handler.h"
 #include "tests/operation/support/operation_test.h"
 
 // What listings and the creation of directories ask their base for, and in which order: derived handlers
