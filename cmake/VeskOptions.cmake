@@ -27,21 +27,28 @@ if(VESK_COVERAGE)
     add_link_options(--coverage)
 endif()
 
-# What most sources include is compiled once for each library. A compiler cache does better still, and does not
-# know what to do with that.
+# What many sources include is read once instead of for each of them. A compiler cache does better still, and
+# does not know what to do with precompiled headers.
 if(CMAKE_CXX_COMPILER_LAUNCHER OR CMAKE_CXX_COMPILER_ID MATCHES Clang)
-    set(precompile OFF)
+    set(read_once OFF)
 else()
-    set(precompile ON)
+    set(read_once ON)
 endif()
-option(VESK_PRECOMPILE "Precompile the headers that most sources include" ${precompile})
+option(VESK_READ_HEADERS_ONCE "Precompile headers, and compile the sources of libraries several at a time"
+    ${read_once})
 
-# No more than nearly every source includes, and what the arguments name: a large one takes longer to read than
-# the headers of a small source.
+# No more than nearly every source includes: a large one takes longer to read than the headers of a small source.
 function(vesk_precompile target)
-    if(VESK_PRECOMPILE)
+    if(VESK_READ_HEADERS_ONCE)
         target_precompile_headers(${target} PRIVATE
             <QtCore/QByteArray> <QtCore/QFileInfo> <QtCore/QString> <QtCore/QStringList> <algorithm> <functional>
-            <map> <memory> <mutex> <optional> <string> <vector> ${ARGN})
+            <map> <memory> <mutex> <optional> <string> <vector>)
+    endif()
+endfunction()
+
+# For libraries whose headers take longer than their code. No two sources may give one name to things of their own.
+function(vesk_compile_together target)
+    if(VESK_READ_HEADERS_ONCE)
+        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 16)
     endif()
 endfunction()

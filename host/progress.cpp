@@ -6,7 +6,6 @@ namespace VESK::Host
 namespace
 {
 
-constexpr qint64 speedWindowMs = 5000; // long enough to be calm, short enough to follow a change
 constexpr int highestPercent = 99;
 
 } // namespace
@@ -75,9 +74,7 @@ ProgressView ProgressMeter::update(qint64 nowMs, const CounterReading &reading)
         if (arrived > m_arrived)
             m_lastMoveMs = nowMs;
         m_arrived = qMax<qint64>(0, arrived);
-        m_samples.push_back({nowMs, m_arrived});
-        while (m_samples.size() > 2 && nowMs - m_samples.front().timeMs > speedWindowMs)
-            m_samples.pop_front();
+        m_pace.sample(nowMs, m_arrived);
     }
     if (!isMoving(view.phase))
         m_lastMoveMs = nowMs;
@@ -87,19 +84,10 @@ ProgressView ProgressMeter::update(qint64 nowMs, const CounterReading &reading)
         m_percent =
             qMax(m_percent, static_cast<int>(qMin<qint64>(highestPercent, view.arrived * 100 / view.total)));
     view.percent = m_percent;
-    view.bytesPerSecond = speed();
+    view.bytesPerSecond = m_pace.perSecond();
     if (isMoving(view.phase) && view.bytesPerSecond > 0)
         view.secondsLeft = static_cast<double>(view.total - view.arrived) / view.bytesPerSecond;
     return view;
-}
-
-double ProgressMeter::speed() const
-{
-    if (m_samples.size() < 2)
-        return 0;
-    const qint64 elapsedMs = m_samples.back().timeMs - m_samples.front().timeMs;
-    const qint64 moved = m_samples.back().arrived - m_samples.front().arrived;
-    return elapsedMs > 0 ? static_cast<double>(moved) * 1000 / static_cast<double>(elapsedMs) : 0;
 }
 
 } // namespace VESK::Host

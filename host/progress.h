@@ -1,9 +1,9 @@
 #pragma once
 
+#include "host/pace.h"
+
 #include <QtCore/QString>
 #include <QtCore/QtGlobal>
-
-#include <deque>
 
 namespace VESK::Host
 {
@@ -58,14 +58,7 @@ public:
     qint64 lastMoveMs() const { return m_lastMoveMs; }
 
 private:
-    struct Sample {
-        qint64 timeMs;
-        qint64 arrived;
-    };
-
-    double speed() const;
-
-    std::deque<Sample> m_samples; // of the last seconds, oldest first
+    Pace m_pace; // of the receiver's end of the file
     qint64 m_arrived = -1;
     qint64 m_begin = 0; // where the first reading found it
     qint64 m_lastMoveMs = 0;

@@ -3,13 +3,6 @@
 namespace VESK::Host
 {
 
-namespace
-{
-
-constexpr qint64 speedWindowMs = 5000; // as for a single task
-
-} // namespace
-
 int RunAccount::begin(const QString &name)
 {
     m_tasks[++m_lastTask].name = name;
@@ -56,22 +49,6 @@ void RunAccount::settle()
     m_shownMoved = qMax(m_shownMoved, moved);
 }
 
-void RunAccount::sample(qint64 nowMs)
-{
-    m_samples.push_back({nowMs, m_shownMoved});
-    while (m_samples.size() > 2 && nowMs - m_samples.front().timeMs > speedWindowMs)
-        m_samples.pop_front();
-}
-
-double RunAccount::speed() const
-{
-    if (m_samples.size() < 2)
-        return 0;
-    const qint64 elapsedMs = m_samples.back().timeMs - m_samples.front().timeMs;
-    const qint64 moved = m_samples.back().moved - m_samples.front().moved;
-    return elapsedMs > 0 ? static_cast<double>(moved) * 1000 / static_cast<double>(elapsedMs) : 0;
-}
-
 RunProgress RunAccount::progress(qint64 nowMs) const
 {
     RunProgress run;
@@ -83,7 +60,7 @@ RunProgress RunAccount::progress(qint64 nowMs) const
     run.bytesDone = m_shownBytes;
     run.bytesKnown = m_sizesAreKnown && m_filesKnown > 0 ? qMax(m_bytesKnown, m_shownBytes) : -1;
     run.bytesMoved = m_shownMoved;
-    run.bytesPerSecond = speed();
+    run.bytesPerSecond = m_pace.perSecond();
     if (m_allAreKnown && run.bytesKnown >= 0 && run.bytesPerSecond > 0)
         run.secondsLeft = static_cast<double>(run.bytesKnown - run.bytesDone) / run.bytesPerSecond;
     run.seconds = static_cast<double>(nowMs) / 1000;

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "host/pace.h"
 #include "host/progress.h"
 
 #include <QtCore/QString>
 
-#include <deque>
 #include <map>
 #include <vector>
 
@@ -47,20 +47,14 @@ public:
     void addDone(qint64 size, qint64 moved);
 
     /// Takes note of the pace; to be called some times a second.
-    void sample(qint64 nowMs);
+    void sample(qint64 nowMs) { m_pace.sample(nowMs, m_shownMoved); }
     RunProgress progress(qint64 nowMs) const;
 
 private:
-    struct Sample {
-        qint64 timeMs;
-        qint64 moved;
-    };
-
     void settle();
-    double speed() const;
 
     std::map<int, RunProgress::Task> m_tasks; // by number, hence by age
-    std::deque<Sample> m_samples; // of the last seconds, oldest first
+    Pace m_pace; // of what was shown as moved
     int m_lastTask = 0;
     qint64 m_filesDone = 0;
     qint64 m_filesKnown = 0;

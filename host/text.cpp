@@ -76,6 +76,11 @@ QString escaped(const QString &text)
     return result;
 }
 
+QString escaped(const std::string &text)
+{
+    return escaped(QString::fromStdString(text));
+}
+
 QString escapedBytes(const QByteArray &bytes)
 {
     QString shown;

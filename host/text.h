@@ -12,6 +12,7 @@ namespace VESK::Host
 /// `text` with everything that could move a terminal's cursor or forge a log line written as an escape:
 /// controls, invisible format characters and lone surrogates; a backslash is doubled. Any thread.
 QString escaped(const QString &text);
+QString escaped(const std::string &text); ///< of UTF-8
 
 /// Bytes that need not be text, for people: everything but printable ASCII as "\x" and two digits, by
 /// whose form it is told from the escape of a character. Any thread.

@@ -13,11 +13,6 @@ namespace VESK::Host
 namespace
 {
 
-QString shown(const std::string &text)
-{
-    return escaped(QString::fromStdString(text));
-}
-
 std::vector<std::string> optionNames(const CLI::App &command)
 {
     std::vector<std::string> names;
@@ -66,13 +61,13 @@ Failure unknownOption(const CLI::App &root, const CLI::App &command, const std::
 {
     const std::string name = word.substr(0, word.find('='));
     Failure failure{
-        ExitCode::Usage, QStringLiteral("%1 has no option %2").arg(pathOf(command), shown(name)), {}};
+        ExitCode::Usage, QStringLiteral("%1 has no option %2").arg(pathOf(command), escaped(name)), {}};
     const QStringList verbs = verbsWith(root, name);
     const std::string meant = closest(name, optionNames(command));
     if (!verbs.isEmpty())
         failure.hints.append(QStringLiteral("It is one of %1.").arg(verbs.join(QStringLiteral(", "))));
     else if (!meant.empty())
-        failure.hints.append(QStringLiteral("Did you mean %1?").arg(shown(meant)));
+        failure.hints.append(QStringLiteral("Did you mean %1?").arg(escaped(meant)));
     const QString verb = pathOf(command).section(QLatin1Char(' '), 1);
     failure.hints.append(
         QStringLiteral("vesk help %1 lists them.").arg((verb + QLatin1String(" --all")).trimmed()));
@@ -86,11 +81,11 @@ Failure unknownVerb(const CLI::App &command, const std::string &name)
     std::vector<std::string> names;
     for (const CLI::App *verb : command.get_subcommands(nullptr))
         names.push_back(verb->get_name());
-    Failure failure{ExitCode::Usage, QStringLiteral("there is no verb \"%1\"").arg(shown(name)), {}};
+    Failure failure{ExitCode::Usage, QStringLiteral("there is no verb \"%1\"").arg(escaped(name)), {}};
     const std::string meant = closest(name, names);
     const QString path = pathOf(command);
     if (!meant.empty())
-        failure.hints.append(QStringLiteral("Did you mean %1 %2?").arg(path, shown(meant)));
+        failure.hints.append(QStringLiteral("Did you mean %1 %2?").arg(path, escaped(meant)));
     const QString help = QStringLiteral("vesk help")
         + path.mid(path.indexOf(QLatin1Char(' ')) < 0 ? path.size() : path.indexOf(QLatin1Char(' ')));
     failure.hints.append(QStringLiteral("%1 lists all.").arg(help));
@@ -115,9 +110,9 @@ Failure usageFailure(const CLI::App &root, const CLI::ParseError &error)
                 {given ? helpHint(command) : QStringLiteral("vesk help lists all.")}};
     if (!extra.empty())
         return {ExitCode::Usage,
-                QStringLiteral("%1 takes no argument \"%2\"").arg(pathOf(command), shown(extra.front())),
+                QStringLiteral("%1 takes no argument \"%2\"").arg(pathOf(command), escaped(extra.front())),
                 {helpHint(command)}};
-    return {ExitCode::Usage, shown(error.what()), {helpHint(command)}};
+    return {ExitCode::Usage, escaped(std::string(error.what())), {helpHint(command)}};
 }
 
 } // namespace VESK::Host

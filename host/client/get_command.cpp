@@ -32,7 +32,7 @@ bool settleSources(const GetOptions &options, std::vector<RemoteAddress> *source
         }
         if (source->path.isEmpty() && !options.recursive && options.transfer.filesFrom.empty()) {
             *error = QStringLiteral("%1 is a whole share; with -r, it is downloaded with all that is in it")
-                         .arg(escaped(QString::fromStdString(options.places[i])));
+                         .arg(escaped(options.places[i]));
             return false;
         }
         sources->push_back(*source);

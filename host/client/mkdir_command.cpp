@@ -46,8 +46,7 @@ int mkdir(const MkdirOptions &options, const GlobalOptions &global)
             return usageError(verb, error);
         if (remote->path.isEmpty())
             return usageError(verb,
-                              QStringLiteral("%1 names a share and no directory in it")
-                                  .arg(escaped(QString::fromStdString(place))));
+                              QStringLiteral("%1 names a share and no directory in it").arg(escaped(place)));
         remotes.push_back(*remote);
     }
     return runClient(verb, options, global,

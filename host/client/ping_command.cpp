@@ -37,7 +37,7 @@ std::optional<RemoteAddress> settleServer(const PingOptions &options, QString *e
         return remote;
     const bool isUrl = options.place.rfind("vesk://", 0) == 0;
     const std::string inShare = options.place + (isUrl ? "/share" : ":share"); // an address as others have it
-    const QString shown = QStringLiteral("\"%1\"").arg(escaped(QString::fromStdString(options.place)));
+    const QString shown = QStringLiteral("\"%1\"").arg(escaped(options.place));
     std::optional<RemoteAddress> remote = settleRemote(inShare, options, error, shown);
     if (remote)
         remote->share.clear();

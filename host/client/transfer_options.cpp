@@ -14,17 +14,13 @@ namespace VESK::Host
 namespace
 {
 
-std::string quoted(const std::string &text)
-{
-    return '"' + escaped(QString::fromStdString(text)).toStdString() + '"';
-}
-
 std::string checkJobs(const std::string &text)
 {
     bool ok = false;
     const int number = QString::fromStdString(text).toInt(&ok);
     const bool isFit = text == "auto" || (ok && number >= 1 && number <= ConnectionTuner::most);
-    return isFit ? std::string() : quoted(text) + " is neither \"auto\" nor a number from 1 to 64";
+    return isFit ? std::string()
+                 : '"' + escaped(text).toStdString() + "\" is neither \"auto\" nor a number from 1 to 64";
 }
 
 void addChoiceOptions(CLI::App &command, TransferOptions &options)

@@ -9,7 +9,7 @@ namespace
 {
 
 // Bash takes "nas:dir" and "--verify=x" for several words.
-const char *const head = R"sh(# bash completion for vesk
+const char *const bashHead = R"sh(# bash completion for vesk
 _vesk_words() { # words
     COMPREPLY+=($(compgen -W "$1" -- "$cur"))
 }
@@ -123,8 +123,8 @@ std::string bashScript(const std::vector<CompletedCommand> &commands)
         if (!command.path.empty())
             paths += (paths.empty() ? "" : " | ") + commandPattern(command);
     }
-    return head + ("        " + paths) + ") command=$next ;;\n        esac\n    done\n" + valueCases(commands)
-        + optionCases(commands) + argumentCases(commands) + tail;
+    return bashHead + ("        " + paths) + ") command=$next ;;\n        esac\n    done\n"
+        + valueCases(commands) + optionCases(commands) + argumentCases(commands) + tail;
 }
 
 } // namespace VESK::Host

@@ -8,13 +8,13 @@ namespace VESK::Host
 namespace
 {
 
-std::string quoted(const std::string &text)
+std::string fishWord(const std::string &text)
 {
     return '\'' + backslashed(text, "'\\") + '\'';
 }
 
 // The words given so far begin with these, options left out.
-const char *const head = R"(# fish completion for vesk
+const char *const fishHead = R"(# fish completion for vesk
 function __vesk_command
     set -l command
     for word in (commandline -opc)[2..-1]
@@ -31,14 +31,14 @@ complete -c vesk -f
 
 std::string condition(const CompletedCommand &command)
 {
-    return "complete -c vesk -n " + quoted("__vesk_command " + quoted(command.path));
+    return "complete -c vesk -n " + fishWord("__vesk_command " + fishWord(command.path));
 }
 
-std::string offer(const CompletedOption &option)
+std::string valueFlags(const CompletedOption &option)
 {
     switch (option.completion) {
     case Completion::Choices:
-        return " -x -a " + quoted(CLI::detail::join(option.choices, " "));
+        return " -x -a " + fishWord(CLI::detail::join(option.choices, " "));
     case Completion::Files:
         return " -r -F";
     case Completion::Directories:
@@ -55,8 +55,8 @@ std::string optionLine(const CompletedCommand &command, const CompletedOption &o
     for (const std::string &name : option.names)
         line += name.rfind("--", 0) == 0 ? " -l " + name.substr(2) : " -s " + name.substr(1);
     if (!option.value.empty())
-        line += offer(option);
-    return line + " -d " + quoted(option.text) + '\n';
+        line += valueFlags(option);
+    return line + " -d " + fishWord(option.text) + '\n';
 }
 
 std::string argumentLine(const CompletedCommand &command)
@@ -69,7 +69,7 @@ std::string argumentLine(const CompletedCommand &command)
         return remotes;
     if (argument.completion == Completion::Files)
         return remotes + condition(command) + " -F\n";
-    return remotes + condition(command) + offer(argument) + '\n';
+    return remotes + condition(command) + valueFlags(argument) + '\n';
 }
 
 } // namespace
@@ -80,7 +80,7 @@ std::string fishScript(const std::vector<CompletedCommand> &commands)
     std::string lines;
     for (const CompletedCommand &command : commands) {
         if (!command.path.empty())
-            known += ' ' + quoted(command.path);
+            known += ' ' + fishWord(command.path);
         for (const CompletedOption &option : command.options)
             lines += optionLine(command, option);
         const std::string prefix = command.path.empty() ? std::string() : command.path + ' ';
@@ -89,12 +89,12 @@ std::string fishScript(const std::vector<CompletedCommand> &commands)
                 && verb.path.find(' ', prefix.size()) == std::string::npos;
             if (isBelow)
                 lines += condition(command) + " -a " + verb.path.substr(prefix.size()) + " -d "
-                    + quoted(verb.text) + '\n';
+                    + fishWord(verb.text) + '\n';
         }
         if (!command.arguments.empty())
             lines += argumentLine(command);
     }
-    return "set -g __vesk_commands" + known + '\n' + head + lines;
+    return "set -g __vesk_commands" + known + '\n' + fishHead + lines;
 }
 
 } // namespace VESK::Host

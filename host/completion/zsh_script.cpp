@@ -10,7 +10,7 @@ namespace VESK::Host
 namespace
 {
 
-std::string quoted(const std::string &text)
+std::string shellWord(const std::string &text)
 {
     std::string result = "'";
     for (const char character : text)
@@ -71,7 +71,8 @@ std::string optionLines(const CompletedOption &option)
         const bool isLong = name.rfind("--", 0) == 0;
         const std::string sign = option.value.empty() ? "" : (isLong ? "=" : "+");
         lines += " \\\n        "
-            + quoted(head + name + sign + '[' + backslashed(option.text, "[]:\\") + ']' + valuePart(option));
+            + shellWord(head + name + sign + '[' + backslashed(option.text, "[]:\\") + ']'
+                        + valuePart(option));
     }
     return lines;
 }
@@ -83,7 +84,7 @@ std::string verbLines(const CompletedCommand &command, const std::vector<Complet
         const std::string path = command.path.empty() ? verb : command.path + ' ' + verb;
         const auto found = std::find_if(commands.begin(), commands.end(),
                                         [&](const CompletedCommand &other) { return other.path == path; });
-        lines += "        " + quoted(verb + ':' + backslashed(found->text, ":")) + '\n';
+        lines += "        " + shellWord(verb + ':' + backslashed(found->text, ":")) + '\n';
     }
     lines += "    )\n    case $state in\n    verb) _describe verb verbs ;;\n    rest)\n        case "
              "$words[1] in\n";
@@ -103,8 +104,8 @@ std::string function(const CompletedCommand &command, const std::vector<Complete
         return script + " \\\n        '1: :->verb' '*:: :->rest'\n" + verbLines(command, commands) + "}\n\n";
     for (const CompletedOption &argument : command.arguments)
         script += " \\\n        "
-            + quoted((argument.isRepeatable ? "*" : "") + (":" + backslashed(argument.value, ":")) + ':'
-                     + action(argument));
+            + shellWord((argument.isRepeatable ? "*" : "") + (":" + backslashed(argument.value, ":")) + ':'
+                        + action(argument));
     return script + "\n}\n\n";
 }
 

@@ -58,7 +58,7 @@ QString AddressArguments::expand()
         return {};
     if (m_hasForeign && hasOptions(m_file.remotes.at(m_remote)))
         return QStringLiteral("the remote %1 has options of its own; use a command for each place")
-            .arg(escaped(QString::fromStdString(m_remote)));
+            .arg(escaped(m_remote));
     return assign(*m_option, m_arguments);
 }
 
@@ -85,7 +85,7 @@ QString AddressArguments::takeProfile(const std::string &name)
     if (!hasOptions(m_file.remotes.at(m_remote)) && !hasOptions(m_file.remotes.at(name)))
         return {};
     return QStringLiteral("the remotes %1 and %2 have options of their own; use a command for each place")
-        .arg(escaped(QString::fromStdString(m_remote)), escaped(QString::fromStdString(name)));
+        .arg(escaped(m_remote), escaped(name));
 }
 
 void AddressArguments::dropWhatIsStated(std::vector<Setting> *settings) const

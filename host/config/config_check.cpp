@@ -17,15 +17,10 @@ namespace
 
 const std::string clientSection = "client";
 
-QString shown(const std::string &text)
-{
-    return escaped(QString::fromStdString(text));
-}
-
 QString suggestionText(const std::string &word, const std::vector<std::string> &known)
 {
     const std::string meant = closest(word, known);
-    return meant.empty() ? QString() : QStringLiteral(" (did you mean %1?)").arg(shown(meant));
+    return meant.empty() ? QString() : QStringLiteral(" (did you mean %1?)").arg(escaped(meant));
 }
 
 class Checker
@@ -73,21 +68,21 @@ private:
         if (!name.empty() && std::find(known.begin(), known.end(), name) == known.end()) {
             complain(
                 section.line,
-                QStringLiteral("there is no section [%1]%2").arg(shown(name), suggestionText(name, known)));
+                QStringLiteral("there is no section [%1]%2").arg(escaped(name), suggestionText(name, known)));
             return;
         }
         const QString where = name.empty() ? QStringLiteral("the top of the file, before all sections,")
-                                           : QStringLiteral("[%1]").arg(shown(name));
+                                           : QStringLiteral("[%1]").arg(escaped(name));
         for (const auto &[key, value] : section.values)
             checkValue(name, where, keysOf(name), key, value);
     }
 
     void checkRemote(const std::string &name, const ConfigSection &section)
     {
-        const QString where = QStringLiteral("[remote.%1]").arg(shown(name));
+        const QString where = QStringLiteral("[remote.%1]").arg(escaped(name));
         if (!isProfileName(name))
             complain(section.line,
-                     QStringLiteral("\"%1\" cannot stand before the colon of an address").arg(shown(name)));
+                     QStringLiteral("\"%1\" cannot stand before the colon of an address").arg(escaped(name)));
         if (profileOf(name, section).host.empty())
             complain(section.line, QStringLiteral("%1 needs a host").arg(where));
         std::vector<std::string> known = keysOf(clientSection);
@@ -103,15 +98,15 @@ private:
     void checkPlace(const std::string &key, const ConfigValue &value)
     {
         if (value.kind != ConfigValue::Kind::String)
-            complain(value.line, QStringLiteral("%1: a text in quotes is wanted").arg(shown(key)));
+            complain(value.line, QStringLiteral("%1: a text in quotes is wanted").arg(escaped(key)));
         else if (key == "host" && value.text.find_first_of("@/[]") != std::string::npos)
             complain(
                 value.line,
-                QStringLiteral("host: a name or an address is wanted, not \"%1\"").arg(shown(value.text)));
+                QStringLiteral("host: a name or an address is wanted, not \"%1\"").arg(escaped(value.text)));
         else if (key == "share" && value.text.find('/') != std::string::npos)
             complain(value.line,
                      QStringLiteral("share: \"%1\" holds a \"/\"; what is below the share is its path")
-                         .arg(shown(value.text)));
+                         .arg(escaped(value.text)));
     }
 
     void checkValue(const std::string &section, const QString &where, const std::vector<std::string> &known,
@@ -128,7 +123,7 @@ private:
             if (taken.problem.isEmpty())
                 taken.problem = assign(*setting.option, taken.values);
             if (!taken.problem.isEmpty()) {
-                complain(value.line, QStringLiteral("%1: %2").arg(shown(key), taken.problem));
+                complain(value.line, QStringLiteral("%1: %2").arg(escaped(key), taken.problem));
                 return; // other verbs have the same to say
             }
         }
@@ -141,8 +136,9 @@ private:
         if (secrets.count(key) != 0)
             return QStringLiteral("%1: secrets do not belong here; token_file names a file that only its "
                                   "user can read")
-                .arg(shown(key));
-        return QStringLiteral("%1 knows no key \"%2\"%3").arg(where, shown(key), suggestionText(key, known));
+                .arg(escaped(key));
+        return QStringLiteral("%1 knows no key \"%2\"%3")
+            .arg(where, escaped(key), suggestionText(key, known));
     }
 
     const ConfigFile &m_file;

@@ -41,7 +41,7 @@ int show(const ConfigOptions &options, const GlobalOptions &global, const TreeBu
         return number(ExitCode::Usage);
     }
     if (!options.remote.empty() && file->remotes.count(options.remote) == 0) {
-        const QString name = escaped(QString::fromStdString(options.remote));
+        const QString name = escaped(options.remote);
         reportFailure({ExitCode::Usage, QStringLiteral("there is no [remote.%1]").arg(name), {}},
                       options.json);
         return number(ExitCode::Usage);

@@ -64,9 +64,9 @@ void takeRemotes(const toml::node &node, ConfigFile *file)
         if (const toml::table *table = remote.as_table())
             file->remotes[key] = sectionOfTable(*table);
         else
-            file->problems.push_back({lineOf(remote),
-                                      QStringLiteral("[remote] holds the key \"%1\"; write [remote.NAME]")
-                                          .arg(escaped(QString::fromStdString(key)))});
+            file->problems.push_back(
+                {lineOf(remote),
+                 QStringLiteral("[remote] holds the key \"%1\"; write [remote.NAME]").arg(escaped(key))});
     }
 }
 

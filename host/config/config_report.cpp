@@ -20,11 +20,6 @@ namespace VESK::Host
 namespace
 {
 
-QString shown(const std::string &text)
-{
-    return escaped(QString::fromStdString(text));
-}
-
 QStringList shownValues(const EffectiveSetting &effective)
 {
     QStringList values;
@@ -119,7 +114,7 @@ void reportRemotes(const ConfigFile &file, bool isJson)
                             {QStringLiteral("line"), section.line}});
         else
             writeStdout(QStringLiteral("[remote.%1] is %2, %3\n")
-                            .arg(shown(name), shown(place), configPlace(file.path, section.line)));
+                            .arg(escaped(name), escaped(place), configPlace(file.path, section.line)));
     }
 }
 
@@ -157,7 +152,7 @@ bool reportSettings(const ConfigFile &file, const QString &path, CLI::App &tree,
             writeSettings(file, section, settings);
             continue;
         }
-        const QString title = section.empty() ? QString() : QStringLiteral("\n[%1]\n").arg(shown(section));
+        const QString title = section.empty() ? QString() : QStringLiteral("\n[%1]\n").arg(escaped(section));
         writeStdout(title + table(file, settings));
     }
     if (!isJson && !file.remotes.empty())
@@ -189,11 +184,11 @@ std::vector<ConfigProblem> checkEnvironment(CLI::App &scratch)
         const std::string meant = closest(variable, known);
         faults[variable] = meant.empty()
             ? QStringLiteral("no option has this variable")
-            : QStringLiteral("no option has this variable (did you mean %1?)").arg(shown(meant));
+            : QStringLiteral("no option has this variable (did you mean %1?)").arg(escaped(meant));
     }
     std::vector<ConfigProblem> problems;
     for (const auto &[variable, what] : faults)
-        problems.push_back({0, QStringLiteral("%1: %2").arg(shown(variable), what)});
+        problems.push_back({0, QStringLiteral("%1: %2").arg(escaped(variable), what)});
     return problems;
 }
 

@@ -14,7 +14,7 @@ namespace
 
 QString quoted(const std::string &text)
 {
-    return QStringLiteral("\"%1\"").arg(escaped(QString::fromStdString(text)));
+    return QStringLiteral("\"%1\"").arg(escaped(text));
 }
 
 QString describe(const ConfigValue &value)

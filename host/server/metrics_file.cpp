@@ -12,7 +12,7 @@ namespace VESK::Host
 namespace
 {
 
-constexpr std::chrono::seconds interval(5);
+constexpr std::chrono::seconds writingInterval(5);
 constexpr QFileDevice::Permissions forAll =
     QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther;
 
@@ -23,7 +23,7 @@ MetricsFile::MetricsFile(const ServerMeter &meter, const QString &path)
     , m_path(path)
 {
     if (!path.isEmpty())
-        m_writing.emplace([this] { write(); }, interval);
+        m_writing.emplace([this] { write(); }, writingInterval);
 }
 
 MetricsFile::~MetricsFile()

@@ -19,7 +19,7 @@ namespace VESK::Host
 namespace
 {
 
-constexpr std::chrono::hours interval(1);
+constexpr std::chrono::hours sweepInterval(1);
 
 /// Partial copies of uploads below a directory; links are not followed.
 QStringList findPartials(const QString &directory)
@@ -42,7 +42,7 @@ PartialSweep::PartialSweep(const ServerSettings &settings, std::function<bool(co
     , m_isInUse(std::move(isInUse))
 {
     if (m_settings.partialsMaxAgeSeconds > 0)
-        m_sweeping.emplace([this] { sweep(); }, interval);
+        m_sweeping.emplace([this] { sweep(); }, sweepInterval);
 }
 
 void PartialSweep::sweep()

@@ -24,7 +24,7 @@ constexpr std::size_t maxReportWords = 100;
 constexpr TimeUs pauseUs = 20000;
 // UDT hands data to the reader when it acknowledges. Its timer is looked at only when a packet arrives, and
 // 0.1 s after the last: so the packets after which the reader can go on are acknowledged at once.
-constexpr int shortBurst = 64;
+constexpr int startOfBurst = 64;
 constexpr int ackIntervalOfBurst = 8; // half of the smallest window that a sender may have
 constexpr double ackEveryUs = 5000;
 constexpr double minAckEveryUs = 1000;
@@ -73,7 +73,7 @@ void ReceivingEnd::updateBurst(TimeUs now)
 {
     const TimeUs gap = now - m_lastArrival;
     m_burst = !m_hasStarted || gap > pauseUs ? 1 : m_burst + 1;
-    if (m_burst > shortBurst)
+    if (m_burst > startOfBurst)
         m_gapUs += (static_cast<double>(std::min(gap, pauseUs)) - m_gapUs) / 64;
 }
 
@@ -82,7 +82,7 @@ int ReceivingEnd::ackIntervalFor(MissingPackets::Arrival arrival, bool isLast, T
     const bool hasFilledGap = arrival == MissingPackets::Arrival::Late && m_missing.isEmpty();
     if (isLast || hasFilledGap)
         return 1;
-    if (m_burst <= shortBurst)
+    if (m_burst <= startOfBurst)
         return m_missing.isEmpty() ? ackIntervalOfBurst : 1;
     // An acknowledgement is what wakes a sender whose window is full, and its window is more than this time.
     const double every = std::min(ackEveryUs, static_cast<double>(rttUs) / 8 + minAckEveryUs);
@@ -93,7 +93,7 @@ bool ReceivingEnd::isFeedbackDue(TimeUs now) const
 {
     if (!m_hasStarted)
         return false;
-    const std::uint32_t packets = m_burst <= shortBurst ? feedbackPacketsOfBurst : feedbackPackets;
+    const std::uint32_t packets = m_burst <= startOfBurst ? feedbackPacketsOfBurst : feedbackPackets;
     return m_receivedAtFeedback == 0 || now - m_lastFeedback >= feedbackInterval
         || m_received - m_receivedAtFeedback >= packets;
 }
