@@ -32,9 +32,10 @@ bool tell(SendingEnd *end, std::uint32_t received, Sequence highest, Sequence co
 }
 
 /// What a report leaves to be sent again.
-std::vector<std::int32_t> repeated(SendingEnd *end, std::vector<std::int32_t> words, Sequence acknowledged)
+std::vector<std::int32_t> repeated(SendingEnd *end, std::vector<std::int32_t> words, Sequence acknowledged,
+                                   TimeUs now = start + rtt)
 {
-    end->onLossReport(words.data(), words.size());
+    end->onLossReport(words.data(), words.size(), now);
     words.erase(std::remove(words.begin(), words.end(), sequenceAfter(acknowledged, -1)), words.end());
     return words;
 }
@@ -52,7 +53,7 @@ TEST(ASendingEnd, SilencesALibrarysReportOnceThereIsFeedback)
     send(&end, 100, 20, start);
     ASSERT_TRUE(tell(&end, 10, 110, 105, start + rtt));
     std::vector<std::int32_t> words{105};
-    end.onLossReport(words.data(), words.size());
+    end.onLossReport(words.data(), words.size(), start + rtt);
     EXPECT_THAT(words, ElementsAre(99)); // before the first packet that waits
 }
 
@@ -115,6 +116,34 @@ TEST(ASendingEnd, NeverLeavesNumbersInAReportThatTheLibraryWouldTakeForAnAttack)
     EXPECT_TRUE(repeated(&end, {from(120), 110, from(120)}, 100).empty()); // backwards, cut off
     EXPECT_THAT(repeated(&end, {from(50), 101, from(140), 9999, 9999}, 100),
                 ElementsAre(from(100), 101, from(140), 145));
+}
+
+TEST(ASendingEnd, IsKeptBusyByNoEndlessReports)
+{
+    constexpr int window = 20000;
+    SendingEnd end(100);
+    send(&end, 100, window, start);
+    const std::vector<std::int32_t> everything{static_cast<std::int32_t>(100U | LossReport::rangeFlag),
+                                               100 + window - 1};
+    const TimeUs now = start + window * 100 + rtt;
+    int heeded = 0;
+    for (int report = 0; report < 1000; ++report)
+        heeded += repeated(&end, everything, 100, now + report) == everything ? 1 : 0;
+    EXPECT_GT(heeded, 0);
+    EXPECT_LT(heeded, 10);
+    EXPECT_EQ(repeated(&end, everything, 100, now + 1000000), everything) << "from one that calmed down";
+}
+
+TEST(ASendingEnd, HeedsAnHonestPeerThatMissesMuch)
+{
+    constexpr int window = 20000;
+    constexpr TimeUs reportInterval = 4000;
+    SendingEnd end(100);
+    send(&end, 100, window, start);
+    const std::vector<std::int32_t> most{static_cast<std::int32_t>(100U | LossReport::rangeFlag), 12099};
+    const TimeUs now = start + window * 100 + rtt;
+    for (int report = 0; report < 50; ++report)
+        ASSERT_EQ(repeated(&end, most, 100, now + report * reportInterval), most) << report;
 }
 
 TEST(ASendingEnd, GreetsAReceiverThatDoesNotKnowIt)

@@ -91,7 +91,7 @@ void SimulatedLine::deliver(const Event &event)
     if (event.report.empty())
         return;
     std::vector<std::int32_t> words = event.report;
-    flow.sender.onLossReport(words.data(), words.size());
+    flow.sender.onLossReport(words.data(), words.size(), m_now);
     const Sequence first = sequenceAfter(settings.first, flow.acknowledged);
     for (const SequenceRange &range :
          LossReport(words.data(), words.size()).rangesWithin(first, sequenceAfter(settings.first, flow.next)))

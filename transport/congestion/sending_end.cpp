@@ -1,7 +1,5 @@
 #include "transport/congestion/sending_end.h"
 
-#include "transport/congestion/loss_report.h"
-
 #include <algorithm>
 
 namespace VESK
@@ -31,6 +29,10 @@ constexpr TimeUs minPause = 5000;
 constexpr int shortBurst = 16; // packets
 constexpr int minBurstWindow = 64; // packets
 constexpr double burstWindowSeconds = 0.02;
+
+// A small report may name a whole window. Honest peers report every 4 ms, and only what is missing.
+constexpr double maxPatience = 1 << 16; // packets
+constexpr double patiencePerUs = 4;
 
 } // namespace
 
@@ -122,7 +124,23 @@ bool SendingEnd::isWorthRepeating(Sequence sequence)
     return true;
 }
 
-void SendingEnd::onLossReport(std::int32_t *words, std::size_t count)
+void SendingEnd::keepWhatIsLost(LossReport *report, TimeUs now)
+{
+    m_patience = std::min(maxPatience, m_patience + patiencePerUs * static_cast<double>(now - m_lastReport));
+    m_lastReport = now;
+    const SentPackets &packets = m_sampler.packets();
+    for (const SequenceRange &range : report->rangesWithin(packets.first(), packets.next())) {
+        for (int left = sequenceOffset(range.first, range.last); left >= 0; --left) {
+            if (m_patience < 1)
+                return;
+            --m_patience;
+            if (isWorthRepeating(sequenceAfter(range.last, -left)))
+                report->keep(sequenceAfter(range.last, -left));
+        }
+    }
+}
+
+void SendingEnd::onLossReport(std::int32_t *words, std::size_t count, TimeUs now)
 {
     // The library's own reports come at once, and once only: ours say the same a little later, when it is
     // known whether a packet was just overtaken.
@@ -130,13 +148,8 @@ void SendingEnd::onLossReport(std::int32_t *words, std::size_t count)
     const bool isOurs = count >= LossReport::minWords;
     if (isOurs)
         m_repeatsInFlight = 0;
-    if (!m_hasFeedback || isOurs) {
-        const SentPackets &packets = m_sampler.packets();
-        for (const SequenceRange &range : report.rangesWithin(packets.first(), packets.next()))
-            for (int left = sequenceOffset(range.first, range.last); left >= 0; --left)
-                if (isWorthRepeating(sequenceAfter(range.last, -left)))
-                    report.keep(sequenceAfter(range.last, -left));
-    }
+    if (!m_hasFeedback || isOurs)
+        keepWhatIsLost(&report, now);
     report.writeKept(sequenceAfter(m_sampler.packets().first(), -1));
 }
 

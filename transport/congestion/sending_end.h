@@ -1,6 +1,7 @@
 #pragma once
 
 #include "transport/congestion/delivery_sampler.h"
+#include "transport/congestion/loss_report.h"
 #include "transport/congestion/rate_model.h"
 
 namespace VESK
@@ -28,8 +29,9 @@ public:
     bool isGreetingDue() const { return m_isGreetingDue; }
 
     /// A loss report has come: changes its words so that only what is worth sending again is left. What
-    /// is taken out is replaced by numbers that the library passes over.
-    void onLossReport(std::int32_t *words, std::size_t count);
+    /// is taken out is replaced by numbers that the library passes over. A peer that reports everything all
+    /// the time is listened to as much as an honest one may need, so that it keeps no thread busy.
+    void onLossReport(std::int32_t *words, std::size_t count, TimeUs now);
 
     /// Nothing has been heard for long, and all is being sent again.
     void onSilence();
@@ -44,6 +46,7 @@ public:
 
 private:
     bool takeSample(const Feedback &feedback, TimeUs now);
+    void keepWhatIsLost(LossReport *report, TimeUs now);
     bool isWorthRepeating(Sequence sequence);
     TimeUs reorderWindow() const;
     bool isShortBurst() const;
@@ -58,6 +61,8 @@ private:
     TimeUs m_reorder = 0;
     int m_repeatsInFlight = 0;
     std::uint64_t m_lost = 0;
+    double m_patience = 0; // packets of reports that may still be looked at
+    TimeUs m_lastReport = 0;
     Sequence m_complete;
     TimeUs m_lastProgress = 0; // of the library's acknowledgements
 };

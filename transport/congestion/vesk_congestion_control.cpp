@@ -56,7 +56,7 @@ void VeskCongestionControl::onLoss(const int32_t *words, int count)
 {
     // The words lie in the library's receive buffer, and it reads them after this call.
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_sender.onLossReport(const_cast<int32_t *>(words), static_cast<std::size_t>(count));
+    m_sender.onLossReport(const_cast<int32_t *>(words), static_cast<std::size_t>(count), nowUs());
     update();
 }
 
