@@ -1,6 +1,6 @@
 #include "host/server/running_uploads.h"
 
-#include "transport/refusal_probe.h"
+#include "transport/port_probe.h"
 #include "transport/udt_socket.h"
 
 #include <QtCore/QFileInfo>
@@ -41,8 +41,8 @@ bool RunningUploads::makeRoom(const QString &target, Lock &lock)
     const auto isFree = [&] { return m_uploads.count(target) == 0; };
     const Upload other = m_uploads.at(target);
     const qint64 packetsBefore = receivedPackets(other.socket);
-    RefusalProbe probe(other.client);
-    probe.send();
+    PortProbe probe(other.client);
+    probe.knock();
     const auto silentAt = std::chrono::steady_clock::now() + silenceLimit;
     while (std::chrono::steady_clock::now() < silentAt) {
         if (m_removed.wait_for(lock, pollInterval, isFree))
