@@ -32,7 +32,7 @@ public:
     /// The connections, one after another. Any thread.
     std::vector<ConnectionStatus> status();
 
-    /// Uploads of which the temporary path is `path`, running now. Any thread.
+    /// Does a running upload write to the file `path`? Any thread.
     bool isReceiving(const QString &path) { return m_uploads.holds(path); }
 
     /// Accepts until the listener is closed.
