@@ -24,6 +24,8 @@ Failure usage(const QString &what, const QStringList &hints = {})
 // A shorter one could take what an upload goes on with right now.
 constexpr double shortestPartialsAge = 3600; // seconds
 
+constexpr double longestDrain = 86400; // seconds
+
 bool parseMode(const std::string &text, int *mode)
 {
     bool ok = false;
@@ -121,6 +123,13 @@ void addLimitOptions(CLI::App &command, ServeOptions &options)
         ->transform(durationInSeconds())
         ->check(CLI::Range(shortestPartialsAge, 1e9))
         ->type_name("TIME");
+    command
+        .add_option("--drain-time", options.drainSeconds,
+                    "at the end, what runs may go on for so long before it is paused")
+        ->default_str("10s")
+        ->transform(durationInSeconds())
+        ->check(CLI::Range(0.0, longestDrain))
+        ->type_name("TIME");
 }
 
 void addReportOptions(CLI::App &command, ServeOptions &options)
@@ -157,6 +166,7 @@ std::optional<ServerSettings> serverSettings(const ServeOptions &options, Failur
     ServerSettings settings;
     settings.maxConnections = options.maxConnections;
     settings.maxTasksPerUser = options.maxTasksPerUser;
+    settings.drainSeconds = options.drainSeconds;
     settings.partialsMaxAgeSeconds = options.partialsMaxAgeSeconds;
     if (options.directory.empty() && options.shares.empty()) {
         *failure = usage(QStringLiteral("there is nothing to serve; name a DIR, or give --share NAME=DIR"));
