@@ -67,6 +67,10 @@ inline QString tooManyConnections()
 {
     return QStringLiteral("TooManyConnections");
 }
+inline QString shuttingDown()
+{
+    return QStringLiteral("ShuttingDown"); // what runs may end, and nothing else begins
+}
 inline QString discarded()
 {
     return QStringLiteral("Discarded"); // done: the partial copy is gone

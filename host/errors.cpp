@@ -60,6 +60,8 @@ std::vector<Refusal> knownRefusals(const QString &share)
          QStringLiteral("`vesk ping` shows the shares and your rights."), ExitCode::NotAllowed},
         {ErrorType::tooManyConnections(), QStringLiteral("it has too many connections"),
          QStringLiteral("Try again later; on the server, --max-connections allows more.")},
+        {ErrorType::shuttingDown(), QStringLiteral("it is about to end"),
+         QStringLiteral("Run the same command again when it is back; what has arrived is kept.")},
         {ErrorType::helloRequired(), QStringLiteral("it wants to know who asks"),
          QStringLiteral("Compare the versions on both ends: vesk version."), ExitCode::NotAllowed},
         {ErrorType::badHello(), QStringLiteral("it did not understand the hello"),

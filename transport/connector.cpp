@@ -1,6 +1,6 @@
 #include "transport/connector.h"
 
-#include "transport/refusal_probe.h"
+#include "transport/port_probe.h"
 #include "transport/udp_port.h"
 
 #include <QtCore/QElapsedTimer>
@@ -34,7 +34,7 @@ ConnectFailure::Kind kindOf(int udtCode)
     return udtCode == rejectedCode ? ConnectFailure::Kind::Rejected : ConnectFailure::Kind::Local;
 }
 
-void fillRefusal(const RefusalProbe &probe, ConnectFailure *failure)
+void fillRefusal(const PortProbe &probe, ConnectFailure *failure)
 {
     const bool isRefused = probe.systemError() == ECONNREFUSED;
     failure->kind = isRefused ? ConnectFailure::Kind::Refused : ConnectFailure::Kind::NoRoute;
@@ -79,7 +79,7 @@ bool Connector::bindToKeptPort(const UdtSocket &socket, int family, QString *err
 // Who waits inside the library learns why it was turned away, but cannot stop waiting in time. So that is for
 // the first contact; after it, the library's own thread waits, and this one looks. Threads that wait inside
 // on one port take each other's wake-ups, and then sleep for up to a second: one at a time does.
-bool Connector::connectSocket(UDTSOCKET socket, const SocketAddress &address, RefusalProbe *probe)
+bool Connector::connectSocket(UDTSOCKET socket, const SocketAddress &address, PortProbe *probe)
 {
     const int size = static_cast<int>(address.size());
     const std::unique_lock<std::mutex> turn(m_waitMutex, std::try_to_lock);
@@ -98,7 +98,7 @@ bool Connector::connectSocket(UDTSOCKET socket, const SocketAddress &address, Re
     return UDT::getsockstate(socket) == CONNECTED;
 }
 
-UdtSocket Connector::tryOnce(const SocketAddress &address, RefusalProbe *probe, int *errorCode,
+UdtSocket Connector::tryOnce(const SocketAddress &address, PortProbe *probe, int *errorCode,
                              QString *errorText)
 {
     UdtSocket socket = UdtSocket::create(address.family(), m_options);
@@ -125,8 +125,8 @@ UdtSocket Connector::connect(const SocketAddress &address, ConnectFailure *failu
 {
     QElapsedTimer timer;
     timer.start();
-    RefusalProbe probe(address);
-    probe.send();
+    PortProbe probe(address);
+    probe.knock();
     *failure = ConnectFailure();
     failure->address = address;
     int code = 0;

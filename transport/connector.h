@@ -10,7 +10,7 @@
 namespace VESK
 {
 
-class RefusalProbe;
+class PortProbe;
 
 /// Why a connection could not be made.
 struct ConnectFailure {
@@ -49,8 +49,8 @@ public:
 
 private:
     bool bindToKeptPort(const UdtSocket &socket, int family, QString *error);
-    bool connectSocket(UDTSOCKET socket, const SocketAddress &address, RefusalProbe *probe);
-    UdtSocket tryOnce(const SocketAddress &address, RefusalProbe *probe, int *errorCode, QString *errorText);
+    bool connectSocket(UDTSOCKET socket, const SocketAddress &address, PortProbe *probe);
+    UdtSocket tryOnce(const SocketAddress &address, PortProbe *probe, int *errorCode, QString *errorText);
     void abandon(UdtSocket socket);
 
     const TransportOptions m_options;

@@ -24,8 +24,8 @@ std::optional<Welcome> greet(UDTSOCKET socket, const ClientContext &context, con
     if (welcome)
         return welcome;
     failure->failure = helloFailure(hello, remote);
-    failure->isFull =
-        hello.kind == HelloFailure::Kind::Refused && hello.detail == ErrorType::tooManyConnections();
+    failure->isFull = hello.kind == HelloFailure::Kind::Refused
+        && (hello.detail == ErrorType::tooManyConnections() || hello.detail == ErrorType::shuttingDown());
     failure->mayRepeat = failure->isFull || hello.kind == HelloFailure::Kind::Lost;
     return std::nullopt;
 }

@@ -11,7 +11,7 @@ namespace VESK::Host
 struct GreetingFailure {
     Failure failure;
     bool mayRepeat = false; ///< another attempt may end better
-    bool isFull = false; ///< the server has as many connections as it takes
+    bool isFull = false; ///< the server takes nobody now: it has as many as it takes, or is about to end
 };
 
 /// Says hello on a new connection to `remote`, before its first task. Nothing on failure, with the reason in

@@ -36,17 +36,23 @@ bool ServerPulse::isSilent(UDTSOCKET connection, const SocketAddress &server, qi
 // Whoever accepts a connection is alive.
 void ServerPulse::turnTo(UDTSOCKET connection, const SocketAddress &server, qint64 nowMs)
 {
-    if (connection == m_connection && m_probe)
+    if (m_probe && connection == m_connection)
         return;
     m_connection = connection;
+    m_probe = std::make_unique<PortProbe>(server); // what the one before was told is of the past
+    m_lastQuestionMs = -1;
     m_lastAnswerMs = nowMs;
     m_lastCallMs = nowMs;
-    if (m_probe && server.text() == m_server.text())
+    if (server.text() == m_server.text())
         return;
     m_server = server;
-    m_probe = std::make_unique<AliveProbe>(server);
     m_hasAnswered = false;
-    m_lastQuestionMs = -1;
+}
+
+int ServerPulse::refusal()
+{
+    m_probe->knock();
+    return m_probe->isRefused(0) ? m_probe->systemError() : 0;
 }
 
 } // namespace VESK::Host

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "transport/alive_probe.h"
+#include "transport/port_probe.h"
 #include "transport/socket_address.h"
 
 #include <udt/udt.h>
@@ -22,15 +22,19 @@ public:
     /// one clock; a gap of seconds between two calls is no time in which the server could have been heard.
     bool isSilent(UDTSOCKET connection, const SocketAddress &server, qint64 nowMs, qint64 patienceMs);
 
+    /// Asks whether anybody still listens there, and does not wait for the answer. After `isSilent`, again
+    /// and again while there is a doubt: the system's error number of a refusal, 0 while there is none.
+    int refusal();
+
 private:
     void turnTo(UDTSOCKET connection, const SocketAddress &server, qint64 nowMs);
 
     UDTSOCKET m_connection = UDT::INVALID_SOCK;
     SocketAddress m_server;
-    std::unique_ptr<AliveProbe> m_probe; // of m_server
+    std::unique_ptr<PortProbe> m_probe; // of the connection
     bool m_hasAnswered = false; // m_server, ever
     qint64 m_lastAnswerMs = 0; // or when the connection was new
-    qint64 m_lastQuestionMs = -1; // -1: m_server was asked nothing yet
+    qint64 m_lastQuestionMs = -1; // -1: nothing was asked for this connection yet
     qint64 m_lastCallMs = 0;
 };
 

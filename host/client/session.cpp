@@ -128,10 +128,12 @@ bool Session::connect(GreetingFailure *failure)
 
 Session::Step Session::settleNoConnection(const TaskJob &job, const GreetingFailure &failure, TaskEnd *end)
 {
+    m_wasTurnedAway = m_wasTurnedAway || failure.isFull;
     const bool isFull = failure.isFull || !m_wasConnected;
     if ((isFull || othersAreConnected()) && resign(isFull ? Obstacle::Full : Obstacle::Lost, end))
         return Step::End;
-    const bool isFinal = !failure.mayRepeat || (!m_link->wasReached() && !failure.isFull);
+    // A server that was there and is not may just be starting again.
+    const bool isFinal = !failure.mayRepeat || (!m_link->wasReached() && !m_wasTurnedAway);
     const Step step = isFinal
         ? fail(failure.failure, end)
         : retry(failure.failure.what,
@@ -193,6 +195,11 @@ Session::Step Session::settleRefusal(const TaskJob &job, TaskEnd *end)
         if (resign(Obstacle::Full, end))
             return Step::End;
         return retry(QStringLiteral("%1: the server takes no further connection").arg(job.shownName),
+                     taskFailure(job, outcome), end);
+    }
+    if (outcome.errorType == ErrorType::shuttingDown()) {
+        closeConnection();
+        return retry(QStringLiteral("%1: the server is about to end").arg(job.shownName),
                      taskFailure(job, outcome), end);
     }
     // After a lost connection the busy one may be ourselves.

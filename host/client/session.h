@@ -80,6 +80,7 @@ private:
     UdtSocket m_socket;
     bool m_isConnected = false; // as the link knows it
     bool m_wasConnected = false;
+    bool m_wasTurnedAway = false; // by a server that takes nobody now
     TaskAttempts *m_attempts = nullptr; // of the running task
 };
 

@@ -2,7 +2,6 @@
 
 #include "host/client/server_pulse.h"
 #include "host/text.h"
-#include "transport/refusal_probe.h"
 #include "transport/udt_socket.h"
 
 #include <QtCore/QElapsedTimer>
@@ -76,14 +75,11 @@ public:
     std::function<void(const QString &)> giveUp() const { return m_task.giveUp; }
 
 private:
-    QString refusal(bool isAsking);
-
     const Task m_task;
     ProgressDisplay::Task m_shown;
     SocketAddress m_server; // from the first look on
     ProgressMeter m_meter;
     QElapsedTimer m_clock;
-    std::unique_ptr<RefusalProbe> m_probe; // when there was something to ask
     qint64 m_lastLookMs = 0;
     qint64 m_sleptMs = 0; // no time in which the server could have been heard
 };
@@ -105,21 +101,12 @@ QString TaskMonitor::Watched::look(ServerPulse &pulse, qint64 pulseMs)
     const bool isQuiet = view.phase == Phase::Waiting || view.phase == Phase::Verifying;
     const auto patienceMs = static_cast<qint64>(m_task.stallSeconds * 1000);
     const bool isSilent = pulse.isSilent(m_task.socket, m_server, pulseMs, patienceMs);
-    const QString why = refusal(isQuiet || idleMs >= probeAfterMs);
-    if (!why.isEmpty())
-        return why;
+    const int refusal = isQuiet || idleMs >= probeAfterMs ? pulse.refusal() : 0;
+    if (refusal != 0)
+        return refusalText(refusal);
     if (idleMs >= patienceMs)
         return stallText(reading.direction, m_task.stallSeconds);
     return isQuiet && isSilent ? stallText(Direction::Down, m_task.stallSeconds) : QString();
-}
-
-QString TaskMonitor::Watched::refusal(bool isAsking)
-{
-    if (isAsking && !m_probe)
-        m_probe = std::make_unique<RefusalProbe>(m_server);
-    if (isAsking)
-        m_probe->send();
-    return m_probe && m_probe->isRefused(0) ? refusalText(m_probe->systemError()) : QString();
 }
 
 TaskMonitor::Watch::Watch(TaskMonitor &monitor, const Task &task)

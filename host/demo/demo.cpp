@@ -20,6 +20,8 @@ namespace
 
 const QString shareName = QStringLiteral("incoming");
 const QString fileName = QStringLiteral("sample.bin");
+const QString uploadWord = QStringLiteral("upload");
+const QString downloadWord = QStringLiteral("download");
 constexpr int killPercent = 40;
 constexpr double pollSeconds = 0.002;
 
@@ -30,11 +32,13 @@ qint64 sizeOf(const QString &path)
 
 } // namespace
 
-Demo::Demo(const Module &module, const QString &modulePath, qint64 size, Interruption &interruption)
+Demo::Demo(const Module &module, const QString &modulePath, qint64 size, Interruption &interruption,
+           Tell tell)
     : m_module(module)
     , m_modulePath(modulePath)
     , m_size(size)
     , m_interruption(interruption)
+    , m_tell(std::move(tell))
     , m_directory(QDir::tempPath() + QStringLiteral("/vesk-demo-XXXXXX"))
 {
 }
@@ -44,8 +48,8 @@ Demo::~Demo() = default;
 bool Demo::run()
 {
     return prepare() && startServer() && killUploadHalfway() && resumeUpload()
-        && compareWith(targetPath(), m_source) && repeatUpload() && killDownloadHalfway() && resumeDownload()
-        && compareWith(downloadedPath(), targetPath());
+        && compareWith(targetPath(), m_source, uploadWord) && repeatUpload() && killDownloadHalfway()
+        && resumeDownload() && compareWith(downloadedPath(), targetPath(), downloadWord);
 }
 
 bool Demo::prepare()
@@ -55,7 +59,8 @@ bool Demo::prepare()
     if (!m_directory.isValid() || !QDir().mkpath(m_shareDirectory) || !makeDemoFile(m_source, m_size))
         return fail(
             QStringLiteral("no room for a file of %1 in %2").arg(bytesText(m_size), QDir::tempPath()));
-    tell(QStringLiteral("A file of %1 was made up.").arg(bytesText(m_size)));
+    tell(QStringLiteral("file"), QStringLiteral("A file of %1 was made up.").arg(bytesText(m_size)),
+         {{QStringLiteral("size"), m_size}});
     return true;
 }
 
@@ -69,23 +74,24 @@ bool Demo::startServer()
     m_port = line.section(QLatin1Char(':'), -1).toUShort();
     if (m_port == 0)
         return fail(QStringLiteral("the server did not start"));
-    tell(QStringLiteral("A server offers \"%1\" on 127.0.0.1, UDP port %2.")
-             .arg(shareName, QString::number(m_port)));
+    tell(QStringLiteral("server"),
+         QStringLiteral("A server offers \"%1\" on 127.0.0.1, UDP port %2.")
+             .arg(shareName, QString::number(m_port)),
+         {{QStringLiteral("port"), m_port}});
     return true;
 }
 
 bool Demo::killUploadHalfway()
 {
     const QString target = QStringLiteral("vesk://127.0.0.1:%1/%2").arg(QString::number(m_port), shareName);
-    return killHalfway({QStringLiteral("put"), m_source, target}, targetPath(), QStringLiteral("upload"));
+    return killHalfway({QStringLiteral("put"), m_source, target}, targetPath(), uploadWord);
 }
 
 bool Demo::killDownloadHalfway()
 {
     const QString source =
         QStringLiteral("vesk://127.0.0.1:%1/%2/%3").arg(QString::number(m_port), shareName, fileName);
-    return killHalfway({QStringLiteral("get"), source, downloadDirectory()}, downloadedPath(),
-                       QStringLiteral("download"));
+    return killHalfway({QStringLiteral("get"), source, downloadDirectory()}, downloadedPath(), downloadWord);
 }
 
 bool Demo::killHalfway(const QStringList &arguments, const QString &target, const QString &what)
@@ -100,19 +106,22 @@ bool Demo::killHalfway(const QStringList &arguments, const QString &target, cons
     if (QFileInfo::exists(target) || sizeOf(partial) == 0)
         return fail(QStringLiteral("the %1 could not be killed halfway:\n%2")
                         .arg(what, QString::fromUtf8(client.readAllStandardError())));
-    tell(QStringLiteral("The first %1 was killed (kill -9) when %2 had arrived.")
-             .arg(what, bytesText(sizeOf(partial))));
+    const qint64 arrived = sizeOf(partial);
+    tell(what + QStringLiteral("-killed"),
+         QStringLiteral("The first %1 was killed (kill -9) when %2 had arrived.")
+             .arg(what, bytesText(arrived)),
+         {{QStringLiteral("arrived"), arrived}});
     return true;
 }
 
 bool Demo::resumeUpload()
 {
-    return tellResumed(uploadHere(), QStringLiteral("upload"), QStringLiteral("sent"));
+    return tellResumed(uploadHere(), uploadWord, QStringLiteral("sent"));
 }
 
 bool Demo::resumeDownload()
 {
-    return tellResumed(downloadHere(), QStringLiteral("download"), QStringLiteral("received"));
+    return tellResumed(downloadHere(), downloadWord, QStringLiteral("received"));
 }
 
 bool Demo::tellResumed(const TransferSummary &summary, const QString &what, const QString &moved)
@@ -121,15 +130,19 @@ bool Demo::tellResumed(const TransferSummary &summary, const QString &what, cons
         return fail(QStringLiteral("the second %1 failed").arg(what));
     if (summary.resumedBytes == 0 || summary.resumedBytes + summary.movedBytes != m_size)
         return fail(QStringLiteral("the second %1 did not resume").arg(what));
-    tell(QStringLiteral("The second %1 went on from there: %2 resumed, %3 %4 in %5 (%6), "
+    tell(what + QStringLiteral("-resumed"),
+         QStringLiteral("The second %1 went on from there: %2 resumed, %3 %4 in %5 (%6), "
                         "verified on both ends.")
              .arg(what, bytesText(summary.resumedBytes), bytesText(summary.movedBytes), moved,
                   durationText(summary.seconds),
-                  rateText(static_cast<double>(summary.movedBytes) / summary.seconds)));
+                  rateText(static_cast<double>(summary.movedBytes) / summary.seconds)),
+         {{QStringLiteral("resumed"), summary.resumedBytes},
+          {QStringLiteral("moved"), summary.movedBytes},
+          {QStringLiteral("seconds"), summary.seconds}});
     return true;
 }
 
-bool Demo::compareWith(const QString &copy, const QString &original)
+bool Demo::compareWith(const QString &copy, const QString &original, const QString &what)
 {
     if (!haveEqualBytes(original, copy))
         return fail(QStringLiteral("the two files differ"));
@@ -137,7 +150,8 @@ bool Demo::compareWith(const QString &copy, const QString &original)
         - QFileInfo(copy).lastModified().toSecsSinceEpoch();
     if (difference != 0)
         return fail(QStringLiteral("the files' times differ by %1 s").arg(difference));
-    tell(QStringLiteral("Compared: every byte and the modification time are equal."));
+    tell(what + QStringLiteral("-compared"),
+         QStringLiteral("Compared: every byte and the modification time are equal."));
     return true;
 }
 
@@ -146,8 +160,10 @@ bool Demo::repeatUpload()
     const TransferSummary summary = uploadHere();
     if (summary.alreadyThere != 1 || summary.movedBytes != 0)
         return fail(QStringLiteral("the third upload was not skipped"));
-    tell(QStringLiteral("The third upload sent nothing: the server had the file (found out in %1).")
-             .arg(durationText(summary.seconds)));
+    tell(uploadWord + QStringLiteral("-repeated"),
+         QStringLiteral("The third upload sent nothing: the server had the file (found out in %1).")
+             .arg(durationText(summary.seconds)),
+         {{QStringLiteral("moved"), summary.movedBytes}, {QStringLiteral("seconds"), summary.seconds}});
     return true;
 }
 
@@ -211,17 +227,21 @@ QString Demo::targetPath() const
     return m_shareDirectory + QLatin1Char('/') + fileName;
 }
 
-void Demo::tell(const QString &line)
+void Demo::tell(const QString &name, const QString &text, const QJsonObject &figures)
 {
-    writeStdout(QStringLiteral("%1. %2\n").arg(QString::number(++m_step), line));
+    m_tell({++m_step, name, text, figures});
 }
 
 bool Demo::fail(const QString &why)
 {
-    writeStderr(QStringLiteral("error: demo: %1.\n").arg(why));
-    if (m_server && m_server->isRunning())
-        writeStderr(QString::fromUtf8(m_server->readAllStandardError()));
+    m_fault = why;
     return false;
+}
+
+QString Demo::serverLog() const
+{
+    return m_server && m_server->isRunning() ? QString::fromUtf8(m_server->readAllStandardError())
+                                             : QString();
 }
 
 } // namespace VESK::Host

@@ -36,7 +36,7 @@ public:
 
     void remove(const QString &target);
 
-    /// Does a running upload write to this temporary path?
+    /// Does a running upload write to this file, whatever path it has been given? False when there is none.
     bool holds(const QString &temporaryPath);
 
 private:

@@ -82,7 +82,7 @@ int run(const ServeOptions &options, const TreeBuilder &build, const Module &mod
     announcement.address = listener.address();
     Service service(options, build, server, settings, moduleKey, asked);
     const SignalWatcher watcher(SignalActions{
-        [&](int) { server.stop(); }, [&] { service.tellStatus(); }, {}, [&] { service.reload(); }});
+        [&](int) { server.drain(); }, [&] { service.tellStatus(); }, {}, [&] { service.reload(); }});
     writeStderr(announcementText(settings, announcement));
     server.run();
     logServer(QStringLiteral("info"), QStringLiteral("stopping"));

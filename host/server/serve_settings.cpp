@@ -5,6 +5,7 @@
 #include "host/congestion_option.h"
 #include "host/duration_option.h"
 #include "host/quantity.h"
+#include "host/server/partial_files.h"
 #include "host/text.h"
 #include "transport/private_network.h"
 
@@ -21,8 +22,7 @@ Failure usage(const QString &what, const QStringList &hints = {})
     return {ExitCode::Usage, what, hints};
 }
 
-// A shorter one could take what an upload goes on with right now.
-constexpr double shortestPartialsAge = 3600; // seconds
+constexpr double longestDrain = 86400; // seconds
 
 bool parseMode(const std::string &text, int *mode)
 {
@@ -119,7 +119,14 @@ void addLimitOptions(CLI::App &command, ServeOptions &options)
         .add_option("--partials-max-age", options.partialsMaxAgeSeconds,
                     "remove what interrupted uploads left when nobody went on with it for so long: 30d")
         ->transform(durationInSeconds())
-        ->check(CLI::Range(shortestPartialsAge, 1e9))
+        ->check(CLI::Range(shortestPartialAge, 1e9))
+        ->type_name("TIME");
+    command
+        .add_option("--drain-time", options.drainSeconds,
+                    "at the end, what runs may go on for so long before it is paused")
+        ->default_str("10s")
+        ->transform(durationInSeconds())
+        ->check(CLI::Range(0.0, longestDrain))
         ->type_name("TIME");
 }
 
@@ -157,6 +164,7 @@ std::optional<ServerSettings> serverSettings(const ServeOptions &options, Failur
     ServerSettings settings;
     settings.maxConnections = options.maxConnections;
     settings.maxTasksPerUser = options.maxTasksPerUser;
+    settings.drainSeconds = options.drainSeconds;
     settings.partialsMaxAgeSeconds = options.partialsMaxAgeSeconds;
     if (options.directory.empty() && options.shares.empty()) {
         *failure = usage(QStringLiteral("there is nothing to serve; name a DIR, or give --share NAME=DIR"));

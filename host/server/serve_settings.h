@@ -30,6 +30,7 @@ struct ServeOptions {
     int packetSize = 0; ///< bytes
     Congestion congestion = Congestion::Vesk;
     int maxTasksPerUser = 0;
+    double drainSeconds = ServerSettings().drainSeconds;
     std::string minFree;
     double partialsMaxAgeSeconds = 0;
     std::string metricsFile;

@@ -2,6 +2,7 @@
 
 #include "host/server/memory.h"
 #include "host/server/server_log.h"
+#include "host/text.h"
 
 namespace VESK::Host
 {
@@ -30,6 +31,9 @@ Server::Server(const Module &module, const ServerSettings &settings, const Hello
 Server::~Server()
 {
     stop();
+    m_tasks.hurry();
+    if (m_draining.joinable())
+        m_draining.join();
     stopConnections();
 }
 
@@ -69,9 +73,28 @@ void Server::admit(UdtSocket socket, const SocketAddress &peer)
                   QStringLiteral("turned away %1: too many connections").arg(peer.text()));
         return;
     }
-    const ServerConnection::Context context{m_module, m_terms,  m_uploads, m_guesses,
-                                            m_guests, m_places, m_idle,    m_witnesses};
+    const ServerConnection::Context context{m_module, m_terms, m_uploads, m_guesses,  m_guests,
+                                            m_places, m_idle,  m_tasks,   m_witnesses};
     m_connections.push_back(std::make_unique<ServerConnection>(context, std::move(socket), peer));
+}
+
+void Server::drain()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_draining.joinable())
+        return m_tasks.hurry();
+    const double seconds = m_terms.get()->settings.drainSeconds;
+    const int running = m_tasks.refuseFurther();
+    if (running > 0 && seconds > 0)
+        logServer(QStringLiteral("info"),
+                  QStringLiteral("ending: %1 may go on for %2; a second signal pauses at once")
+                      .arg(countText(running, QStringLiteral("running task")), durationText(seconds)));
+    // Clients that come meanwhile are accepted, to be told why they are refused. Closed, the listener would
+    // not answer clients either that ask whether the server of their task is still there.
+    m_draining = std::thread([this, limit = std::chrono::duration<double>(seconds)] {
+        m_tasks.waitForEnd(std::chrono::duration_cast<std::chrono::milliseconds>(limit));
+        stop();
+    });
 }
 
 void Server::stop()

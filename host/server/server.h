@@ -7,6 +7,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace VESK::Host
@@ -20,7 +21,7 @@ public:
     /// The witnesses outlive it, too.
     Server(const Module &module, const ServerSettings &settings, const HelloTerms &terms, Listener &listener,
            const Witnesses &witnesses = {});
-    /// Stops, and waits for every connection to end.
+    /// Ends at once what runs, and waits for every connection to end.
     ~Server();
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
@@ -32,13 +33,17 @@ public:
     /// The connections, one after another. Any thread.
     std::vector<ConnectionStatus> status();
 
-    /// Uploads of which the temporary path is `path`, running now. Any thread.
+    /// Does a running upload write to the file `path`? Any thread.
     bool isReceiving(const QString &path) { return m_uploads.holds(path); }
 
-    /// Accepts until the listener is closed.
+    /// Accepts until `drain` is through, or `stop` is called.
     void run();
 
-    /// Closes the listener, so that `run` returns. Any thread.
+    /// Refuses further clients and tasks, lets the tasks that run end, for as long as the settings say at
+    /// most, and then makes `run` return. A second call makes it return at once. Any thread.
+    void drain();
+
+    /// Makes `run` return at once. Any thread.
     void stop();
 
     /// After `run`: pauses every task and waits for the connections to end. False when one has not after
@@ -58,8 +63,10 @@ private:
     std::atomic<int> m_guests{0};
     UserPlaces m_places;
     IdleWatch m_idle;
-    std::mutex m_mutex; // guards m_connections
+    RunningTasks m_tasks;
+    std::mutex m_mutex; // guards the two below
     std::list<std::unique_ptr<ServerConnection>> m_connections;
+    std::thread m_draining;
 };
 
 } // namespace VESK::Host

@@ -21,6 +21,7 @@ namespace
 {
 
 constexpr int deliverySeconds = 3; // for the last message to reach the client when we close first
+constexpr std::chrono::milliseconds deliveryLook(10);
 
 QString octal(int mode)
 {
@@ -143,6 +144,8 @@ ServerConnection::Next ServerConnection::admit()
         logServer(QStringLiteral("debug"), QStringLiteral("said nothing that opens a connection"));
         return m_socket.isConnected() ? refuseAndClose(ErrorType::badRequest()) : Next::Close;
     }
+    if (m_context.tasks.isRefusing())
+        return refuseAndClose(ErrorType::shuttingDown());
     if (first.kind != number(HostMessage::ClientHello))
         return admitWithoutHello(first);
     // Said here, the client hears it before it gets ready for a task.
@@ -250,6 +253,30 @@ ServerConnection::Next ServerConnection::serveMessage(MessageChannel &channel)
 }
 
 ServerConnection::Next ServerConnection::serveTask(const Message &message)
+{
+    const RunningTasks::Entry entry(m_context.tasks);
+    if (!entry.isTaken()) {
+        const ParamMap task = VeskBase::unSerializeParam(message.text);
+        const bool isFarewell = task.value(QStringLiteral("operator")) == QLatin1String("return");
+        return isFarewell ? Next::Close : refuseAndClose(ErrorType::shuttingDown());
+    }
+    const Next next = runTask(message);
+    if (m_context.tasks.isRefusing() && next == Next::AnotherTask)
+        awaitDelivery();
+    return next;
+}
+
+// The last task's end may be the server's, and its last message is not to be lost with it.
+void ServerConnection::awaitDelivery()
+{
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(deliverySeconds);
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!m_isStopping && m_socket.isConnected() && unsentBytes(m_socketId) > 0
+           && std::chrono::steady_clock::now() < limit)
+        (void)m_stopped.wait_for(lock, deliveryLook); // asked again above
+}
+
+ServerConnection::Next ServerConnection::runTask(const Message &message)
 {
     const ParamMap task = VeskBase::unSerializeParam(message.text);
     m_terms = m_context.terms.get();

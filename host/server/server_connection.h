@@ -5,6 +5,7 @@
 #include "host/server/done_hook.h"
 #include "host/server/guess_delay.h"
 #include "host/server/idle_watch.h"
+#include "host/server/running_tasks.h"
 #include "host/server/running_uploads.h"
 #include "host/server/server_meter.h"
 #include "host/server/server_terms.h"
@@ -44,6 +45,7 @@ public:
         std::atomic<int> &guests; ///< connections whose clients have been admitted
         UserPlaces &places; ///< of these, by user
         IdleWatch &idle; ///< each connection is a visit
+        RunningTasks &tasks;
         Witnesses witnesses;
     };
 
@@ -77,6 +79,8 @@ private:
     Next punish();
     Next serveMessage(MessageChannel &channel);
     Next serveTask(const Message &message);
+    Next runTask(const Message &message);
+    void awaitDelivery();
     Next refuseAndClose(const QString &errorType);
     Next afterFailure(VeskBase &handler, const TaskGate &gate);
     bool sendRefusal(const QString &errorType);

@@ -1,5 +1,7 @@
 #include "host/server/server_meter.h"
 
+#include <prometheus/text_serializer.h>
+
 #include <algorithm>
 
 namespace VESK::Host
@@ -8,85 +10,91 @@ namespace VESK::Host
 namespace
 {
 
-// Words of clients stand in no label; an error type may have come from a handler.
-QByteArray label(const char *name, const QString &value)
+// From a machine beside this one to a satellite, and beyond that what queues add.
+const prometheus::Histogram::BucketBoundaries roundTripSeconds = {0.001, 0.002, 0.005, 0.01, 0.02, 0.05,
+                                                                  0.1,   0.2,   0.5,   1,    2};
+
+prometheus::Gauge &gauge(prometheus::Registry &registry, const char *name, const char *help)
 {
-    QByteArray text = value.toUtf8();
-    text.replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
-    return QByteArray(name) + "=\"" + text + '"';
+    return prometheus::BuildGauge().Name(name).Help(help).Register(registry).Add({});
 }
 
-QByteArray head(const char *name, const char *kind, const char *help)
+prometheus::Family<prometheus::Counter> &counters(prometheus::Registry &registry, const char *name,
+                                                  const char *help)
 {
-    return QByteArray("# HELP ") + name + ' ' + help + "\n# TYPE " + name + ' ' + kind + '\n';
+    return prometheus::BuildCounter().Name(name).Help(help).Register(registry);
 }
 
-QByteArray line(const char *name, const QByteArray &labels, const QByteArray &value)
+prometheus::Histogram &histogram(prometheus::Registry &registry, const char *name, const char *help,
+                                 const prometheus::Histogram::BucketBoundaries &boundaries)
 {
-    return name + (labels.isEmpty() ? QByteArray() : '{' + labels + '}') + ' ' + value + '\n';
-}
-
-QByteArray single(const char *name, const char *kind, const char *help, qint64 value)
-{
-    return head(name, kind, help) + line(name, {}, QByteArray::number(value));
+    return prometheus::BuildHistogram().Name(name).Help(help).Register(registry).Add({}, boundaries);
 }
 
 } // namespace
 
+ServerMeter::ServerMeter()
+    : m_connections(gauge(m_registry, "vesk_connections", "Connections that stand."))
+    , m_connectionsEver(counters(m_registry, "vesk_connections_total", "Connections ever accepted.").Add({}))
+    , m_tasks(counters(m_registry, "vesk_tasks_total", "Tasks that have ended."))
+    , m_movedBytes(counters(m_registry, "vesk_moved_bytes_total", "Bytes of files that were moved."))
+    , m_refusals(
+          counters(m_registry, "vesk_refusals_total", "Requests that were refused, by the reason told."))
+    , m_repeatedPackets(counters(m_registry, "vesk_repeated_packets_total",
+                                 "Packets that this end sent again, of connections that have ended.")
+                            .Add({}))
+    , m_roundTrips(histogram(m_registry, "vesk_round_trip_seconds",
+                             "Round trip of a task's connection at its end.", roundTripSeconds))
+{
+    // A counter that appears with its first event is 1 from its beginning, and no rate shows that event.
+    for (const char *const operation : {"upload", "download", "list", "createDir"}) {
+        (void)tasks(operation, true);
+        (void)tasks(operation, false);
+    }
+    (void)movedBytes("upload");
+    (void)movedBytes("download");
+}
+
 void ServerMeter::addConnection()
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    ++m_connections;
-    ++m_connectionsEver;
+    m_connections.Increment();
+    m_connectionsEver.Increment();
 }
 
 void ServerMeter::endConnection(qint64 repeatedPackets)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    --m_connections;
-    m_repeatedPackets += std::max<qint64>(0, repeatedPackets);
+    m_connections.Decrement();
+    m_repeatedPackets.Increment(static_cast<double>(std::max<qint64>(0, repeatedPackets)));
 }
 
 void ServerMeter::addTask(const TaskEnd &end)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    ++m_tasks[{end.operation, end.succeeded}];
-    m_bytes[end.operation] += std::max<qint64>(0, end.bytes);
-    if (end.roundTripMs < 0)
-        return;
-    m_roundTripSeconds += end.roundTripMs / 1000;
-    ++m_roundTrips;
+    const std::string operation = end.operation.toStdString();
+    tasks(operation, end.succeeded).Increment();
+    if (end.bytes > 0)
+        movedBytes(operation).Increment(static_cast<double>(end.bytes));
+    if (end.roundTripMs >= 0)
+        m_roundTrips.Observe(end.roundTripMs / 1000);
 }
 
 void ServerMeter::addRefusal(const QString &errorType)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    ++m_refusals[errorType];
+    m_refusals.Add({{"reason", errorType.toStdString()}}).Increment();
 }
 
 QByteArray ServerMeter::text() const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    QByteArray text = single("vesk_connections", "gauge", "Connections that stand.", m_connections);
-    text += single("vesk_connections_total", "counter", "Connections ever accepted.", m_connectionsEver);
-    text += head("vesk_tasks_total", "counter", "Tasks that have ended.");
-    for (const auto &[key, count] : m_tasks)
-        text += line("vesk_tasks_total",
-                     label("operation", key.first) + ','
-                         + label("result", key.second ? QStringLiteral("done") : QStringLiteral("failed")),
-                     QByteArray::number(count));
-    text += head("vesk_moved_bytes_total", "counter", "Bytes of files that were moved.");
-    for (const auto &[operation, bytes] : m_bytes)
-        text += line("vesk_moved_bytes_total", label("operation", operation), QByteArray::number(bytes));
-    text += head("vesk_refusals_total", "counter", "Requests that were refused, by the reason told.");
-    for (const auto &[errorType, count] : m_refusals)
-        text += line("vesk_refusals_total", label("reason", errorType), QByteArray::number(count));
-    text += single("vesk_repeated_packets_total", "counter",
-                   "Packets that this end sent again, of connections that have ended.", m_repeatedPackets);
-    text += head("vesk_round_trip_seconds", "summary", "Round trip of a task's connection at its end.");
-    text += line("vesk_round_trip_seconds_sum", {}, QByteArray::number(m_roundTripSeconds, 'g', 9));
-    text += line("vesk_round_trip_seconds_count", {}, QByteArray::number(m_roundTrips));
-    return text;
+    return QByteArray::fromStdString(prometheus::TextSerializer().Serialize(m_registry.Collect()));
+}
+
+prometheus::Counter &ServerMeter::tasks(const std::string &operation, bool succeeded)
+{
+    return m_tasks.Add({{"operation", operation}, {"result", succeeded ? "done" : "failed"}});
+}
+
+prometheus::Counter &ServerMeter::movedBytes(const std::string &operation)
+{
+    return m_movedBytes.Add({{"operation", operation}});
 }
 
 } // namespace VESK::Host

@@ -3,9 +3,11 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
-#include <map>
-#include <mutex>
-#include <utility>
+#include <prometheus/counter.h>
+#include <prometheus/family.h>
+#include <prometheus/gauge.h>
+#include <prometheus/histogram.h>
+#include <prometheus/registry.h>
 
 namespace VESK::Host
 {
@@ -22,6 +24,8 @@ public:
         double roundTripMs = -1; ///< of its connection; -1: not known
     };
 
+    ServerMeter();
+
     void addConnection();
     /// `repeatedPackets`: those that the server's end sent again; -1: not known.
     void endConnection(qint64 repeatedPackets);
@@ -33,15 +37,19 @@ public:
     QByteArray text() const;
 
 private:
-    mutable std::mutex m_mutex; // guards the rest
-    qint64 m_connections = 0; // that stand
-    qint64 m_connectionsEver = 0;
-    qint64 m_repeatedPackets = 0;
-    std::map<std::pair<QString, bool>, qint64> m_tasks; // by operation and success
-    std::map<QString, qint64> m_bytes; // by operation
-    std::map<QString, qint64> m_refusals; // by error type
-    double m_roundTripSeconds = 0; // sum
-    qint64 m_roundTrips = 0;
+    using CounterFamily = prometheus::Family<prometheus::Counter>;
+
+    prometheus::Counter &tasks(const std::string &operation, bool succeeded);
+    prometheus::Counter &movedBytes(const std::string &operation);
+
+    prometheus::Registry m_registry; // owns the rest, which may be used from any thread
+    prometheus::Gauge &m_connections; // that stand
+    prometheus::Counter &m_connectionsEver;
+    CounterFamily &m_tasks; // by operation and result
+    CounterFamily &m_movedBytes; // by operation
+    CounterFamily &m_refusals; // by error type
+    prometheus::Counter &m_repeatedPackets;
+    prometheus::Histogram &m_roundTrips; // seconds
 };
 
 } // namespace VESK::Host

@@ -15,6 +15,7 @@ struct ServerSettings {
     /// killed count until they are taken for dead, up to a minute, and are not to shut out the next.
     int maxConnections = 128;
     int maxTasksPerUser = 0; ///< connections of one user at a time, each with one task; 0: no limit
+    double drainSeconds = 10; ///< for what runs when the server is told to end; 0: it is paused at once
     double partialsMaxAgeSeconds =
         0; ///< partial copies that nobody went on with for so long go; 0: none does
 

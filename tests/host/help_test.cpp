@@ -37,7 +37,7 @@ TEST(Help, ListsEachVerb)
 {
     const QStringList found = verbs();
     for (const char *verb :
-         {"serve", "put", "get", "ls", "mkdir", "ping", "demo", "config", "completion", "version", "help"})
+         {"serve", "put", "get", "ls", "mkdir", "ping", "partials", "demo", "config", "completion", "version", "help"})
         EXPECT_TRUE(found.contains(verb)) << verb;
 }
 

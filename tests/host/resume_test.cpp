@@ -134,7 +134,9 @@ TEST_F(ResumeTest, KeepsThePartialFileWhenInterrupted)
 
 TEST_F(ResumeTest, GoesOnAfterTheServerWasEndedInOrder)
 {
-    auto server = std::make_unique<ServerProgram>(m_directory.path(QStringLiteral("in")));
+    auto server =
+        std::make_unique<ServerProgram>(m_directory.path(QStringLiteral("in")), 0,
+                                        QStringList{QStringLiteral("--drain-time"), QStringLiteral("0")});
     const quint16 port = server->port();
     Program client(putArguments(*server));
     ASSERT_TRUE(waitForPercent(20));

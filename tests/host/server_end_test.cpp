@@ -90,7 +90,8 @@ TEST(ServerEndTest, ComesSoonThoughAHugeFileIsBeingHashed)
     ASSERT_TRUE(directory.write(QStringLiteral("in/huge"), ""));
     // Takes no space, and minutes to hash.
     ASSERT_TRUE(QFile::resize(directory.path(QStringLiteral("in/huge")), Q_INT64_C(200) << 30));
-    ServerProgram server(directory.path(QStringLiteral("in")));
+    ServerProgram server(directory.path(QStringLiteral("in")), 0,
+                         {QStringLiteral("--drain-time"), QStringLiteral("0")});
     Program client({QStringLiteral("get"), server.url(QStringLiteral("in/huge")),
                     directory.path(QStringLiteral("out")), QStringLiteral("--verify"),
                     QStringLiteral("sha256")});

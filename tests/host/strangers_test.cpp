@@ -376,6 +376,17 @@ TEST_F(StrangersTest, WhoWaitForAnAnswerDoNotHoldUpTheEndOfTheServer)
     EXPECT_EQ(end.wait(20s), true);
 }
 
+TEST_F(StrangersTest, WhoAskForNothingDoNotHoldUpTheEndOfTheServerWhenItWaitsForTasks)
+{
+    m_settings.drainSeconds = 3600;
+    start();
+    Stranger client(m_address);
+    ASSERT_TRUE(sayHello(client, m_token));
+    ASSERT_TRUE(canList(client));
+    m_server->drain();
+    EXPECT_EQ(m_running->wait(20s), true);
+}
+
 TEST_F(StrangersTest, CannotTakeAnotherNameAfterTheHello)
 {
     start();

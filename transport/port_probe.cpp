@@ -1,11 +1,13 @@
-#include "transport/alive_probe.h"
+#include "transport/port_probe.h"
 
 #include "transport/udt_socket.h"
 
 #include <arpa/inet.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 
 namespace VESK
@@ -44,42 +46,81 @@ Packet cookieRequest()
     return packet;
 }
 
-} // namespace
-
-AliveProbe::AliveProbe(const SocketAddress &peer)
-    : m_descriptor(::socket(peer.family(), SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
+// Nothing that the network answered.
+bool isOfThisMoment(int error)
 {
-    // Without a way there, nothing is ever answered.
-    if (m_descriptor >= 0)
-        (void)::connect(m_descriptor, peer.data(), peer.size());
+    return error == EAGAIN || error == EWOULDBLOCK || error == ENOBUFS || error == EINTR;
 }
 
-AliveProbe::~AliveProbe()
+} // namespace
+
+PortProbe::PortProbe(const SocketAddress &peer)
+    : m_descriptor(::socket(peer.family(), SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
+{
+    if (m_descriptor >= 0 && ::connect(m_descriptor, peer.data(), peer.size()) != 0)
+        note(errno);
+}
+
+PortProbe::~PortProbe()
 {
     if (m_descriptor >= 0)
         ::close(m_descriptor);
 }
 
-void AliveProbe::ask()
+void PortProbe::knock()
 {
-    const Packet packet = cookieRequest();
-    if (m_descriptor >= 0)
-        (void)::send(m_descriptor, packet.data(), sizeof packet, MSG_NOSIGNAL);
+    const char byte = 0;
+    send(&byte, sizeof byte);
 }
 
-bool AliveProbe::isAnswered()
+void PortProbe::ask()
+{
+    const Packet packet = cookieRequest();
+    send(packet.data(), sizeof packet);
+}
+
+bool PortProbe::isRefused(int waitMs)
+{
+    if (m_error != 0)
+        return true;
+    pollfd entry{m_descriptor, 0, 0}; // errors are always reported, and without a socket time passes
+    if (::poll(&entry, 1, waitMs) <= 0)
+        return false;
+    int error = 0;
+    socklen_t size = sizeof error;
+    if (::getsockopt(m_descriptor, SOL_SOCKET, SO_ERROR, &error, &size) == 0)
+        note(error);
+    return m_error != 0;
+}
+
+bool PortProbe::isAnswered()
 {
     constexpr int atOnce = 64; // more than were asked for
     bool isAnswered = false;
-    for (int i = 0; i < atOnce; ++i) {
+    for (int i = 0; m_descriptor >= 0 && i < atOnce; ++i) {
         Packet packet{};
         const ssize_t count = ::recv(m_descriptor, packet.data(), sizeof packet, 0);
-        if (count == static_cast<ssize_t>(sizeof packet))
-            isAnswered = isAnswered || ntohl(packet[0]) == handshakePacket;
-        else if (count <= 0)
+        if (count < 0 && isOfThisMoment(errno))
             break;
+        if (count < 0)
+            note(errno); // answers may stand behind it
+        else if (count == static_cast<ssize_t>(sizeof packet))
+            isAnswered = isAnswered || ntohl(packet[0]) == handshakePacket;
     }
     return isAnswered;
+}
+
+void PortProbe::send(const void *data, std::size_t size)
+{
+    if (m_descriptor >= 0 && ::send(m_descriptor, data, size, MSG_NOSIGNAL) < 0)
+        note(errno); // the answer to an earlier datagram may be told here
+}
+
+void PortProbe::note(int error)
+{
+    // The first says why, those after it that the socket is of no use.
+    if (m_error == 0 && !isOfThisMoment(error))
+        m_error = error;
 }
 
 } // namespace VESK
