@@ -95,7 +95,9 @@ QString tokenLines(const Announcement &announcement, const QString &host)
         + QStringLiteral("  on the other machine, once:\n"
                          "    mkdir -p -m 700 ~/.config/vesk/tokens\n"
                          "    scp %1 ~/.config/vesk/tokens/%2\n")
-              .arg(quoted(QStringLiteral("%1@%2:%3").arg(loginName(), bracketed(host), file)), host);
+              .arg(quoted(
+                       QStringLiteral("%1@%2:%3").arg(accountForCopying(::getuid()), bracketed(host), file)),
+                   host);
 }
 
 } // namespace

@@ -47,11 +47,18 @@ TEST_F(AnnouncementTest, HasTheLinesToPasteOnTheOtherMachine)
               "  on the other machine, once:\n"
               "    mkdir -p -m 700 ~/.config/vesk/tokens\n"
               "    scp "
-                  + loginName().toStdString()
+                  + accountForCopying(::getuid()).toStdString()
                   + "@203.0.113.7:/home/ada/.config/vesk/token ~/.config/vesk/tokens/203.0.113.7\n"
                     "  then: vesk put FILE 203.0.113.7:in\n"
                     "  Data is not encrypted: anybody on the way can read it. docs/security.md has a "
                     "recipe for WireGuard.\n");
+}
+
+TEST(AccountForCopying, IsRootForServicesToWhichNobodyLogsIn)
+{
+    EXPECT_EQ(accountForCopying(0), "root"_s);
+    EXPECT_EQ(accountForCopying(1), "root"_s);
+    EXPECT_EQ(accountForCopying(4000000000), "4000000000"_s); // without a name
 }
 
 TEST_F(AnnouncementTest, WritesOtherPortsAndFamiliesAsTheClientReadsThem)
