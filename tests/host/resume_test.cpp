@@ -151,7 +151,8 @@ TEST_F(ResumeTest, GoesOnAfterTheServerWasEndedInOrder)
 TEST_F(ResumeTest, RefusesASecondWriterOfOneTargetWhileTheFirstIsAlive)
 {
     ServerProgram server(m_directory.path(QStringLiteral("in")));
-    Program first(putArguments(server));
+    // Slow enough not to be through before the second comes.
+    Program first(putArguments(server) + QStringList{QStringLiteral("--limit-rate"), QStringLiteral("15M")});
     ASSERT_TRUE(waitForPercent(5));
     Program second(putArguments(server));
     EXPECT_EQ(second.waitForEnd(), 8) << qPrintable(second.err());
