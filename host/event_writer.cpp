@@ -53,6 +53,14 @@ void writeFailureEvents(const Failure &failure)
     writeEventLine(QStringLiteral("summary"), {{QStringLiteral("exitCode"), number(failure.code)}});
 }
 
+int tellFailure(const Failure &failure)
+{
+    if (eventsAreWanted())
+        writeFailureEvents(failure);
+    writeStderr(failureText(failure));
+    return number(failure.code);
+}
+
 QJsonObject errorFields(const Failure &failure, const QString &name)
 {
     QJsonObject fields = {{QStringLiteral("class"), number(failure.code)},

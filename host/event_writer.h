@@ -27,6 +27,10 @@ bool eventsAreWanted();
 /// The events of a verb that ends before it has begun: "error", and "summary" with the exit status alone.
 void writeFailureEvents(const Failure &failure);
 
+/// Tells a failure of a verb that ends before it has begun, to people and, where events are wanted, as
+/// events. The exit status.
+int tellFailure(const Failure &failure);
+
 /// The fields of the event "error". `name` is that of the file or directory, empty when it is about none.
 QJsonObject errorFields(const Failure &failure, const QString &name);
 

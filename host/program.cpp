@@ -13,6 +13,7 @@
 #include "host/event_writer.h"
 #include "host/exit_code.h"
 #include "host/help.h"
+#include "host/server/partials_command.h"
 #include "host/server/serve_command.h"
 #include "host/standard_streams.h"
 #include "host/text.h"
@@ -59,20 +60,12 @@ void addVerbs(CLI::App &app, GlobalOptions &global, int &exitCode)
     addMkdirCommand(app, global, exitCode);
     addPingCommand(app, global, exitCode);
     addDoctorCommand(app, global, exitCode);
+    addPartialsCommand(app, exitCode);
     addDemoCommand(app, global, exitCode);
     addConfigCommand(app, global, exitCode, addVerbs);
     addCompletionCommand(app, global, exitCode);
     addVersionCommand(app, global, exitCode);
     addHelpCommand(app, exitCode);
-}
-
-// Tells wrong use, and gives the exit status.
-int refuse(const Failure &failure)
-{
-    if (eventsAreWanted())
-        writeFailureEvents(failure);
-    writeStderr(failureText(failure));
-    return number(failure.code);
 }
 
 // Wrong use may be noticed before options are understood.
@@ -92,12 +85,12 @@ int run(int argc, char **argv)
         app.parseArguments(argc, argv);
     } catch (const CLI::ParseError &error) {
         if (error.get_exit_code() != 0)
-            return refuse(usageFailure(app, error));
+            return tellFailure(usageFailure(app, error));
         std::ostringstream text; // of a page that was asked for
         app.exit(error, text, text);
         writeStdout(QString::fromStdString(text.str()));
     } catch (const ConfigError &error) {
-        return refuse(error.failure());
+        return tellFailure(error.failure());
     }
     return app.exitCode();
 }
@@ -109,7 +102,7 @@ int runProgram(int argc, char **argv)
     try {
         return exitCodeWithStdout(run(argc, argv));
     } catch (const std::exception &error) {
-        return refuse(
+        return tellFailure(
             {ExitCode::Internal,
              QStringLiteral("internal error: %1").arg(escaped(QString::fromLocal8Bit(error.what()))),
              {QStringLiteral(

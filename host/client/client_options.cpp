@@ -155,12 +155,7 @@ std::optional<Selection> settleSelection(const ClientOptions &options, const CLI
 
 int usageError(const QString &verb, const QString &what)
 {
-    const Failure failure{
-        ExitCode::Usage, what, {QStringLiteral("vesk %1 --help shows examples.").arg(verb)}};
-    if (eventsAreWanted())
-        writeFailureEvents(failure);
-    writeStderr(failureText(failure));
-    return number(ExitCode::Usage);
+    return tellFailure({ExitCode::Usage, what, {QStringLiteral("vesk %1 --help shows examples.").arg(verb)}});
 }
 
 } // namespace VESK::Host

@@ -15,7 +15,7 @@ namespace
 const std::map<std::string, std::string> &specialSections()
 {
     static const std::map<std::string, std::string> sections = {
-        {"serve", "serve"}, {"demo", "demo"}, {"config", ""},
+        {"serve", "serve"}, {"demo", "demo"}, {"partials", "partials"}, {"config", ""},
         {"completion", ""}, {"help", ""},     {"version", ""},
     };
     return sections;

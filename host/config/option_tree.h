@@ -21,8 +21,9 @@ struct Setting {
 /// What kind of value an option takes.
 enum class ValueKind { Flag, Number, Text };
 
-/// Section of the configuration for the options of a first-level verb: "serve", "demo", or "client" for all
-/// that talk to a server. Empty for verbs that are about the program itself; these take nothing from it.
+/// Section of the configuration for the options of a first-level verb: "serve", "demo", "partials", or
+/// "client" for all that talk to a server. Empty for verbs that are about the program itself; these take
+/// nothing from it.
 std::string sectionOf(const CLI::App &verb);
 
 /// The settings of one command: of its options, without those that ask for help or a version. `section` as

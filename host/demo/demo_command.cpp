@@ -26,14 +26,6 @@ struct DemoOptions {
     bool json = false;
 };
 
-int fail(const Failure &failure, bool json)
-{
-    if (json)
-        writeFailureEvents(failure);
-    writeStderr(failureText(failure));
-    return number(failure.code);
-}
-
 void tellStep(const Demo::Step &step, bool json)
 {
     if (!json)
@@ -79,7 +71,7 @@ int demonstrate(const DemoOptions &options, const GlobalOptions &global)
     const QString modulePath = QString::fromStdString(global.module);
     const std::unique_ptr<Module> module = loadModule(modulePath, &error);
     if (!module)
-        return fail({ExitCode::Usage, error}, options.json);
+        return tellFailure({ExitCode::Usage, error});
     if (options.json)
         writeStartEvent(QStringLiteral("demo"));
     QElapsedTimer timer;

@@ -1,12 +1,10 @@
 #include "host/server/partial_sweep.h"
 
+#include "host/server/partial_files.h"
 #include "host/server/server_log.h"
 #include "host/text.h"
 
-#include "vesk_base/paths.h"
-
 #include <QtCore/QDateTime>
-#include <QtCore/QDirIterator>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QStringList>
@@ -20,20 +18,6 @@ namespace
 {
 
 constexpr std::chrono::hours sweepInterval(1);
-
-/// Partial copies of uploads below a directory; links are not followed.
-QStringList findPartials(const QString &directory)
-{
-    QStringList found;
-    QDirIterator entries(directory, QDir::Files | QDir::Hidden | QDir::NoSymLinks,
-                         QDirIterator::Subdirectories); // hidden directories, too
-    while (entries.hasNext()) {
-        const QString path = entries.next();
-        if (isTemporaryName(entries.fileName()))
-            found.append(path);
-    }
-    return found;
-}
 
 } // namespace
 
@@ -52,7 +36,7 @@ void PartialSweep::sweep()
     for (const Share &share : m_settings.shares) {
         qint64 kept = 0;
         qint64 keptBytes = 0;
-        const QStringList partials = findPartials(share.directory);
+        const QStringList partials = findPartialFiles(share.directory);
         for (const QString &path : partials) {
             const QFileInfo file(path);
             const bool isOld = file.lastModified() < oldest && !m_isInUse(path);

@@ -5,6 +5,7 @@
 #include "host/congestion_option.h"
 #include "host/duration_option.h"
 #include "host/quantity.h"
+#include "host/server/partial_files.h"
 #include "host/text.h"
 #include "transport/private_network.h"
 
@@ -20,9 +21,6 @@ Failure usage(const QString &what, const QStringList &hints = {})
 {
     return {ExitCode::Usage, what, hints};
 }
-
-// A shorter one could take what an upload goes on with right now.
-constexpr double shortestPartialsAge = 3600; // seconds
 
 constexpr double longestDrain = 86400; // seconds
 
@@ -121,7 +119,7 @@ void addLimitOptions(CLI::App &command, ServeOptions &options)
         .add_option("--partials-max-age", options.partialsMaxAgeSeconds,
                     "remove what interrupted uploads left when nobody went on with it for so long: 30d")
         ->transform(durationInSeconds())
-        ->check(CLI::Range(shortestPartialsAge, 1e9))
+        ->check(CLI::Range(shortestPartialAge, 1e9))
         ->type_name("TIME");
     command
         .add_option("--drain-time", options.drainSeconds,

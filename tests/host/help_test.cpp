@@ -36,8 +36,8 @@ QStringList verbs()
 TEST(Help, ListsEachVerb)
 {
     const QStringList found = verbs();
-    for (const char *verb :
-         {"serve", "put", "get", "ls", "mkdir", "ping", "demo", "config", "completion", "version", "help"})
+    for (const char *verb : {"serve", "put", "get", "ls", "mkdir", "ping", "partials", "demo", "config",
+                             "completion", "version", "help"})
         EXPECT_TRUE(found.contains(verb)) << verb;
 }
 
