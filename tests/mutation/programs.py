@@ -11,7 +11,8 @@ UNIT = ["param_text_test", "paths_test", "file_modes_test", "file_state_test", "
         "hand_on_test", "path_claim_test", "verify_value_test", "verify_failure_test", "task_values_test",
         "task_values_disks_test", "log_sink_test", "sig_list_test", "module_loader_test"]
 PAIR = ["sequence_test", "upload_pair_test", "transfer_pair_test", "listing_pair_test"]
-LAST = ["torture_test", "file_faults_test", "small_disk_test", "stolen_stream_test", "stopping_peer_test"]
+LAST = ["torture_test", "file_faults_test", "small_disk_test", "stolen_stream_test", "stopping_peer_test",
+        "throwing_host_test"]
 ALL = UNIT + FRAME + UPLOAD + DOWNLOAD + LISTING + PAIR + LAST
 
 NEAREST = [

@@ -70,13 +70,12 @@ bool VeskHandler2_0_0::createStream(const QString &path, unsigned int mode)
     const QMutexLocker lock(&m_mutex);
     m_opener = std::make_unique<QFile>(path); // it understands every path, which the C library does not
     QString error;
-    if (!openRegular(*m_opener, reading, error)) {
-        m_opener.reset();
-        return op.fail("%1: QFile open file %2 failed.error %3", path, error);
-    }
-    FileHandle handle = openHandle(m_opener->handle(), reading ? "rb" : "ab+");
+    const bool opened = openRegular(*m_opener, reading, error);
+    FileHandle handle = opened ? openHandle(m_opener->handle(), reading ? "rb" : "ab+") : nullptr;
     const int handleError = errno;
     m_opener.reset();
+    if (!opened)
+        return op.fail("%1: QFile open file %2 failed.error %3", path, error);
     if (!handle)
         return op.fail("%1: Fd open file %2 failed.error %3", path, QString::number(handleError));
 
