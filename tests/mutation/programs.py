@@ -10,7 +10,7 @@ UNIT = ["param_text_test", "paths_test", "file_modes_test", "file_state_test", "
         "task_param_test", "message_channel_test", "message_limit_test", "hostile_frame_test", "stop_test",
         "hand_on_test", "path_claim_test", "verify_value_test", "verify_failure_test", "task_values_test",
         "task_values_disks_test", "log_sink_test", "sig_list_test", "module_loader_test"]
-PAIR = ["sequence_test", "upload_pair_test", "transfer_pair_test", "listing_pair_test"]
+PAIR = ["sequence_test", "upload_pair_test", "transfer_pair_test", "listing_pair_test", "cheap_files_test"]
 LAST = ["torture_test", "file_faults_test", "small_disk_test", "stolen_stream_test", "stopping_peer_test",
         "throwing_host_test"]
 ALL = UNIT + FRAME + UPLOAD + DOWNLOAD + LISTING + PAIR + LAST
