@@ -32,7 +32,7 @@ QString levelAbove(const QString &level)
 
 bool changeModeUpTo(const QString &base, const QString &path, int mode)
 {
-    if (base.isEmpty() || path.isEmpty())
+    if (base.isEmpty())
         return false;
     const QString top = QDir::cleanPath(base);
     QString level = QDir::cleanPath(path);

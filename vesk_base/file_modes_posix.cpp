@@ -22,17 +22,17 @@ bool isCutByNul(const QString &path)
 
 bool changeMode(const QString &path, int mode)
 {
-    if (path.isEmpty() || isCutByNul(path) || mode < 0 || mode > maxMode)
+    if (isCutByNul(path) || mode < 0 || mode > maxMode)
         return false;
     return ::chmod(QFile::encodeName(path).constData(), static_cast<mode_t>(mode)) == 0;
 }
 
 bool hasMode(const QString &path, int mode)
 {
-    struct stat status;
-    if (isCutByNul(path) || ::stat(QFile::encodeName(path).constData(), &status) != 0)
-        return false;
-    return static_cast<int>(status.st_mode & maxMode) == mode;
+    struct stat status {
+    };
+    const bool isKnown = !isCutByNul(path) && ::stat(QFile::encodeName(path).constData(), &status) == 0;
+    return isKnown && static_cast<int>(status.st_mode & maxMode) == mode;
 }
 
 } // namespace VESK

@@ -83,16 +83,21 @@ QString temporaryPath(const QString &path)
         + hash.rightJustified(hashDigits, QLatin1Char('0')) + temporarySuffix;
 }
 
-bool isTemporaryName(const QString &name)
+bool isTemporaryName(QStringView name)
 {
-    const int hashAt = name.size() - temporarySuffix.size() - hashDigits;
+    const qsizetype hashAt = name.size() - temporarySuffix.size() - hashDigits;
     if (hashAt < 2 || !name.startsWith(QLatin1Char('.')) || !name.endsWith(temporarySuffix)
         || name[hashAt - 1] != QLatin1Char('.'))
         return false;
-    for (int i = hashAt; i < hashAt + hashDigits; ++i)
+    for (qsizetype i = hashAt; i < hashAt + hashDigits; ++i)
         if (!isHexDigit(name[i]))
             return false;
     return true;
+}
+
+bool isTemporaryPath(const QString &path)
+{
+    return isTemporaryName(QStringView(path).mid(path.lastIndexOf(separator) + 1));
 }
 
 bool pathExists(const QString &path)

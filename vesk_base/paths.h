@@ -3,6 +3,7 @@
 #include "vesk_base/export.h"
 
 #include <QtCore/QString>
+#include <QtCore/QStringView>
 
 namespace VESK
 {
@@ -17,7 +18,10 @@ VESK_BASE_EXPORT QString joinPath(const QString &a, const QString &b);
 VESK_BASE_EXPORT QString temporaryPath(const QString &path);
 
 /// Is `name`, without a directory, one that `temporaryPath` gives?
-VESK_BASE_EXPORT bool isTemporaryName(const QString &name);
+VESK_BASE_EXPORT bool isTemporaryName(QStringView name);
+
+/// Is `path` one that `temporaryPath` gives, as far as its last name tells?
+VESK_BASE_EXPORT bool isTemporaryPath(const QString &path);
 
 /// Does something exist at `path`? A link that leads nowhere does not count.
 VESK_BASE_EXPORT bool pathExists(const QString &path);

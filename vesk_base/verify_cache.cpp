@@ -21,11 +21,6 @@ std::shared_ptr<VerifyCache> installedCache()
     return currentCache;
 }
 
-bool isPartial(const QString &path)
-{
-    return isTemporaryName(path.mid(path.lastIndexOf(QLatin1Char('/')) + 1));
-}
-
 /// The same file with the same contents, as far as times can tell that somebody may set?
 bool hasSameContents(const FileState &a, const FileState &b)
 {
@@ -52,7 +47,7 @@ QString TaskValues::valueOf(const QString &path, const QString &mode)
         return fileVerifyValue(path, mode);
 
     const QString algorithm = verifyAlgorithm(mode);
-    const bool isOurs = isPartial(path); // nobody else writes it, and its contents are to be proven
+    const bool isOurs = isTemporaryPath(path); // nobody else writes it, and its contents are to be proven
     const QString found = isOurs ? QString() : cache->find(*state, algorithm);
     if (!found.isEmpty()) {
         m_last = Known{*state, algorithm, found};

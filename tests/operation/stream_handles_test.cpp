@@ -10,7 +10,7 @@
 
 // What becomes of a file that opens and for which the C library makes no handle, or of whose handle the
 // standard library makes no stream: it writes a handle out first, and gives up when that fails. So this
-// program has an fdopen and an fflush of its own.
+// program has an fdopen and an fflush of its own, and a close that leaves another error number, as it may.
 
 namespace
 {
@@ -40,6 +40,15 @@ extern "C" __attribute__((visibility("default"))) std::FILE *fdopen(int descript
     static const auto original =
         reinterpret_cast<std::FILE *(*)(int, const char *)>(dlsym(RTLD_NEXT, "fdopen"));
     return original(descriptor, mode);
+}
+
+extern "C" __attribute__((visibility("default"))) int close(int descriptor)
+{
+    static const auto original = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "close"));
+    const int result = original(descriptor);
+    if (isOutOfHandles)
+        errno = EINPROGRESS;
+    return result;
 }
 
 using namespace VESK;

@@ -106,6 +106,8 @@ TEST_F(Streams, BytesReachTheFileWithoutAFlush)
     ASSERT_TRUE(handler().createStream(dir.path("file"), appending));
     handler().getStream()->write("x", 1);
     EXPECT_EQ(dir.read("file"), "x") << "a file that is resumed is measured on the disk";
+    handler().getStream()->put('y');
+    EXPECT_EQ(dir.read("file"), "xy") << "not a single byte waits";
     handler().destroyStream();
 }
 

@@ -136,6 +136,13 @@ TEST_F(SendingCalls, AreTwoWhereTheFileWouldEndWithAFullPacket)
               (std::vector<Call>{{handlerSocket(), 0, 14559, block}, {handlerSocket(), 14559, 1, block}}));
 }
 
+TEST_F(SendingCalls, AreTwoWhereTheRestOfTheFileWouldEndWithAFullPacket)
+{
+    upload(14570, 10);
+    EXPECT_EQ(takeCalls(),
+              (std::vector<Call>{{handlerSocket(), 10, 14559, block}, {handlerSocket(), 14569, 1, block}}));
+}
+
 class ReceivingCalls : public ServerTest
 {
 protected:

@@ -14,6 +14,7 @@ using namespace VESK::Test;
 namespace
 {
 
+constexpr unsigned int nobody = 65534; // the ordinary user, where the tests run as root
 const QString notRegular = " failed.error Not a regular file";
 
 TEST_F(UploadRespond, ReportsADirectoryThatCannotBeMade)
@@ -96,6 +97,27 @@ TEST_F(UploadRespond, DoesNotWriteThroughALinkInThePlaceOfTheTemporaryFile)
     EXPECT_FALSE(dir.exists("nowhere"));
     EXPECT_EQ(dir.read("outside"), "te");
     EXPECT_EQ(files(), QStringList());
+}
+
+TEST_F(UploadRespond, DoesNotWriteThroughALinkThatCannotBeRemoved)
+{
+    store(temporaryName(), "te");
+    ASSERT_TRUE(dir.mkdir("elsewhere"));
+    ASSERT_TRUE(QFile::link(dir.path("elsewhere/outside"), target()));
+    if (::geteuid() == 0) {
+        for (const QString &path : {temporary(), dir.path("elsewhere")})
+            ASSERT_EQ(::chown(QFile::encodeName(path).constData(), nobody, nobody), 0);
+    }
+    ASSERT_TRUE(VeskBase::chmodRecursively(dir.path(), directory(), 0555));
+    set("dirMod", "555");
+    const RunningTask task = startAsOrdinaryUser();
+    ASSERT_EQ(ask(offer("text")), answer(true, 2));
+    ASSERT_TRUE(peer.sendBytes("xt"));
+    EXPECT_EQ(task.result(), false);
+    EXPECT_TRUE(VeskBase::chmodRecursively(dir.path(), directory(), 0755)); // else it could not be removed
+    EXPECT_EQ(logged(), lines({error("rename " + temporary() + " to " + target() + " failed.")}));
+    EXPECT_FALSE(dir.exists("elsewhere/outside"));
+    EXPECT_EQ(content(temporaryName()), "text");
 }
 
 TEST_F(UploadRespond, ReportsABrokenTransferAndKeepsWhatCame)

@@ -98,7 +98,9 @@ TEST_F(FileModes, PathsThatLeadNowhereAreRefused)
 {
     EXPECT_FALSE(VeskBase::chmod(path("absent"_s), 0700));
     EXPECT_FALSE(VeskBase::chmod(QString(), 0700));
-    EXPECT_FALSE(setUpTo("absent"_s, "absent/b"_s, 0700));
+    for (const int mode : {0, 0700})
+        EXPECT_FALSE(setUpTo("absent"_s, "absent/b"_s, mode)) << mode;
+    EXPECT_FALSE(VeskBase::chmodRecursively("."_s, QString(), 0));
     EXPECT_FALSE(VeskBase::chmodRecursively(QString(), path("a"_s), 0700));
     EXPECT_FALSE(VeskBase::chmodRecursively(path("a"_s), QString(), 0700));
     EXPECT_EQ(modes(), QList<int>({0755, 0755, 0755}));

@@ -9,7 +9,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <fcntl.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 using namespace VESK;
@@ -267,6 +269,22 @@ TEST_F(PathClaimTest, OfAPathThatNoSystemTakesIsQuick)
     EXPECT_FALSE(m_second.claim(tooLong + "/./file"_s));
     EXPECT_TRUE(m_second.claim(tooLong + "/other"_s));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+}
+
+TEST_F(PathClaimTest, HoldsInAProgramWithoutAStandardInput)
+{
+    const int input = ::dup(STDIN_FILENO);
+    ::close(STDIN_FILENO);
+    EXPECT_TRUE(m_first.claim(path("a"_s)));
+    EXPECT_NE(::fcntl(STDIN_FILENO, F_GETFD), -1) << "its number is given to the next that asks";
+    EXPECT_FALSE(m_second.claim(path("a"_s)));
+    m_first.end();
+    EXPECT_TRUE(m_second.claim(path("a"_s)));
+    m_second.end();
+    if (input == -1)
+        return;
+    EXPECT_EQ(::dup2(input, STDIN_FILENO), STDIN_FILENO);
+    ::close(input);
 }
 
 TEST_F(PathClaimTest, IsSeenByOtherProcesses)

@@ -161,6 +161,15 @@ TEST(TemporaryName, OfAnythingElseIsNotRecognised)
         EXPECT_FALSE(isTemporaryName(name)) << testing::PrintToString(name);
 }
 
+TEST(TemporaryPath, IsRecognisedByItsLastName)
+{
+    const QString name = ".a.0123456789abcdef.vsktmp"_s;
+    for (const QString &path : {name, "/"_s + name, "b/"_s + name, temporaryPath("/b/c"_s)})
+        EXPECT_TRUE(isTemporaryPath(path)) << path.toStdString();
+    for (const QString &path : {""_s, "/"_s, name + "/"_s, name + "/b"_s, "b"_s + name, "/b/c"_s})
+        EXPECT_FALSE(isTemporaryPath(path)) << path.toStdString();
+}
+
 TEST(PathExists, IsTrueForFilesDirectoriesAndLinksToThem)
 {
     const TempDir directory;

@@ -103,13 +103,13 @@ std::string readFile(const QString &path)
 }
 
 /// What the handler does with the descriptor of an open file.
-std::FILE *handleOf(const QString &path, int flags, const char *mode)
+FileHandle handleOf(const QString &path, int flags, const char *mode)
 {
     const int descriptor = _wopen(wide(path), flags | _O_BINARY, _S_IREAD | _S_IWRITE);
-    const int duplicate = duplicateDescriptor(descriptor);
+    FileHandle handle = openHandle(descriptor, mode);
     if (descriptor != -1)
         _close(descriptor);
-    return duplicate == -1 ? nullptr : openHandle(duplicate, mode);
+    return handle;
 }
 
 void modesFollowTheOwnersWriteBit(const QString &path)
@@ -154,12 +154,12 @@ void theAccessTimeStays(const QString &path)
 void receivingAppends(const QString &path)
 {
     EXPECT(writeFile(path, "first "));
-    std::FILE *const handle = handleOf(path, _O_RDWR | _O_APPEND, "ab+");
+    FileHandle handle = handleOf(path, _O_RDWR | _O_APPEND, "ab+");
     EXPECT(handle != nullptr);
     if (handle == nullptr)
         return;
     {
-        FileStream stream(handle, FileStream::Use::Receiving);
+        FileStream stream(std::move(handle), FileStream::Use::Receiving);
         EXPECT(stream.is_open());
         stream.seekp(0);
         EXPECT(static_cast<bool>(stream.write("a\r\n\x1a"
@@ -177,11 +177,11 @@ void sendingReadsEveryByte(const QString &path)
 {
     const std::string content("\x1a\r\n\n\r\0end", 9);
     EXPECT(writeFile(path, content));
-    std::FILE *const handle = handleOf(path, _O_RDONLY, "rb");
+    FileHandle handle = handleOf(path, _O_RDONLY, "rb");
     EXPECT(handle != nullptr);
     if (handle == nullptr)
         return;
-    FileStream stream(handle, FileStream::Use::Sending);
+    FileStream stream(std::move(handle), FileStream::Use::Sending);
     EXPECT(stream.is_open());
     std::string read(content.size(), '?');
     EXPECT(static_cast<bool>(stream.read(&read[0], static_cast<std::streamsize>(read.size()))));
@@ -195,11 +195,14 @@ void childrenInheritNoHandle(const QString &path)
 {
     EXPECT(writeFile(path, "x"));
     const int descriptor = _wopen(wide(path), _O_RDONLY | _O_BINARY);
-    const int duplicate = duplicateDescriptor(descriptor);
-    DWORD flags = HANDLE_FLAG_INHERIT;
-    EXPECT(GetHandleInformation(reinterpret_cast<HANDLE>(_get_osfhandle(duplicate)), &flags) != 0);
-    EXPECT((flags & HANDLE_FLAG_INHERIT) == 0);
-    closeDescriptor(duplicate);
+    {
+        const FileHandle handle = openHandle(descriptor, "rb");
+        EXPECT(handle != nullptr);
+        const int duplicate = handle ? _fileno(handle.get()) : -1;
+        DWORD flags = HANDLE_FLAG_INHERIT;
+        EXPECT(GetHandleInformation(reinterpret_cast<HANDLE>(_get_osfhandle(duplicate)), &flags) != 0);
+        EXPECT((flags & HANDLE_FLAG_INHERIT) == 0);
+    }
     EXPECT(_get_osfhandle(descriptor) != -1);
     _close(descriptor);
 }
@@ -242,7 +245,7 @@ void whatIsNotThereIsReported()
     EXPECT(!changeMode(path, 0644));
     EXPECT(!hasMode(path, 0644));
     EXPECT(handleOf(path, _O_RDONLY, "rb") == nullptr);
-    EXPECT(duplicateDescriptor(-1) == -1);
+    EXPECT(openHandle(-1, "rb") == nullptr);
 }
 
 void impossibleNumbersAndNamesAreRefused()

@@ -1,19 +1,20 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 
 namespace VESK
 {
 
-// C file handles over descriptors. None is inherited by child processes.
+struct FileCloser {
+    void operator()(std::FILE *handle) const { std::fclose(handle); }
+};
 
-/// A second descriptor for the same open file, or -1 with errno set.
-int duplicateDescriptor(int descriptor);
+/// An open C file handle, closed by its owner's end.
+using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
-/// A C file handle that owns `descriptor`, opened with `mode` as for fopen; null with errno set, and then
-/// the descriptor stays the caller's.
-std::FILE *openHandle(int descriptor, const char *mode);
-
-void closeDescriptor(int descriptor);
+/// A C file handle, with `mode` as for fopen, on a descriptor of its own for the file that `descriptor` has
+/// open. Child processes do not inherit it. Null with errno set on failure.
+FileHandle openHandle(int descriptor, const char *mode);
 
 } // namespace VESK

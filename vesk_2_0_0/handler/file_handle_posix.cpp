@@ -1,24 +1,24 @@
 #include "vesk_2_0_0/handler/file_handle.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace VESK
 {
 
-int duplicateDescriptor(int descriptor)
+FileHandle openHandle(int descriptor, const char *mode)
 {
-    return ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-}
-
-std::FILE *openHandle(int descriptor, const char *mode)
-{
-    return ::fdopen(descriptor, mode);
-}
-
-void closeDescriptor(int descriptor)
-{
-    ::close(descriptor);
+    const int duplicate = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    if (duplicate == -1)
+        return nullptr;
+    FileHandle handle(::fdopen(duplicate, mode));
+    if (!handle) {
+        const int code = errno;
+        ::close(duplicate);
+        errno = code;
+    }
+    return handle;
 }
 
 } // namespace VESK

@@ -1,6 +1,7 @@
 #include "vesk_2_0_0/handler/file_stream.h"
 
 #include <ext/stdio_filebuf.h>
+#include <utility>
 
 namespace VESK
 {
@@ -21,18 +22,15 @@ std::ios_base::openmode openMode(FileStream::Use use)
 
 } // namespace
 
-FileStream::FileStream(std::FILE *handle, Use use)
-    : m_handle(handle)
+FileStream::FileStream(FileHandle handle, Use use)
+    : StreamHandle{std::move(handle)}
 {
     // A stream cannot be opened on a handle, but its buffer can be moved in from one that can.
-    __gnu_cxx::stdio_filebuf<char> buffer(handle, openMode(use), use == Use::Sending ? readBuffer : noBuffer);
+    __gnu_cxx::stdio_filebuf<char> buffer(m_handle.get(), openMode(use),
+                                          use == Use::Sending ? readBuffer : noBuffer);
     *rdbuf() = std::move(buffer);
 }
 
-FileStream::~FileStream()
-{
-    close();
-    std::fclose(m_handle);
-}
+FileStream::~FileStream() = default;
 
 } // namespace VESK

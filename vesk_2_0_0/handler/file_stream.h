@@ -1,13 +1,19 @@
 #pragma once
 
-#include <cstdio>
+#include "vesk_2_0_0/handler/file_handle.h"
+
 #include <fstream>
 
 namespace VESK
 {
 
+/// The handle of a `FileStream`: a base of it, so that the handle is closed after the stream.
+struct StreamHandle {
+    const FileHandle m_handle;
+};
+
 /// A file stream over an open C file handle, which it owns and closes.
-class FileStream : public std::fstream
+class FileStream : private StreamHandle, public std::fstream
 {
 public:
     enum class Use {
@@ -16,11 +22,8 @@ public:
                    ///< close
     };
 
-    FileStream(std::FILE *handle, Use use);
+    FileStream(FileHandle handle, Use use);
     ~FileStream() override;
-
-private:
-    std::FILE *const m_handle;
 };
 
 } // namespace VESK

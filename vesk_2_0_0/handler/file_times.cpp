@@ -12,7 +12,7 @@ FileStatus statusForSending(const QString &path)
 {
     const QFileInfo info(path);
     if (!info.isSymLink())
-        return {info.size(), modificationTime(info), false};
+        return {info.size(), modificationTime(info)};
     FileStatus status;
     return readStatus(path, status) ? status : FileStatus();
 }

@@ -11,6 +11,7 @@
 #include <QtCore/QMutexLocker>
 
 #include <cerrno>
+#include <utility>
 
 namespace VESK
 {
@@ -65,50 +66,33 @@ bool VeskHandler2_0_0::createStream(const QString &path, unsigned int mode)
 {
     const Operation op(*this, "createStream");
     const bool reading = (mode & readBit) != 0;
-    const char *const handleMode = reading ? "rb" : "ab+";
 
     const QMutexLocker lock(&m_mutex);
-    delete m_opener;
-    m_opener = new QFile(path); // it understands every path, which the C library does not
+    m_opener = std::make_unique<QFile>(path); // it understands every path, which the C library does not
     QString error;
     const bool opened = openRegular(*m_opener, reading, error);
-    const int descriptor = opened ? duplicateDescriptor(m_opener->handle()) : -1;
-    const int duplicateError = errno;
-    delete m_opener;
-    m_opener = nullptr;
+    FileHandle handle = opened ? openHandle(m_opener->handle(), reading ? "rb" : "ab+") : nullptr;
+    const int handleError = errno;
+    m_opener.reset();
     if (!opened)
         return op.fail("%1: QFile open file %2 failed.error %3", path, error);
+    if (!handle)
+        return op.fail("%1: Fd open file %2 failed.error %3", path, QString::number(handleError));
 
-    std::FILE *const handle = descriptor == -1 ? nullptr : openHandle(descriptor, handleMode);
-    if (handle == nullptr) {
-        const int code = descriptor == -1 ? duplicateError : errno;
-        op.error("%1: Fd open file %2 failed.error %3", path, QString::number(code));
-        if (descriptor != -1)
-            closeDescriptor(descriptor);
-        return false;
-    }
-
-    m_stream = new FileStream(handle, reading ? FileStream::Use::Sending : FileStream::Use::Receiving);
-    if (!m_stream->is_open()) {
-        const int code = errno;
-        m_stream->clear();
-        delete m_stream; // closes the handle, and the descriptor with it
-        m_stream = nullptr;
-        return op.fail("%1: open file %2 failed.error %3", path, QString::number(code));
-    }
+    const FileStream::Use use = reading ? FileStream::Use::Sending : FileStream::Use::Receiving;
+    auto stream = std::make_unique<FileStream>(std::move(handle), use);
+    if (!stream->is_open())
+        return op.fail("%1: open file %2 failed.error %3", path, QString::number(errno));
     setParam(Key::beginTime, QString::number(QDateTime::currentMSecsSinceEpoch()));
+    m_stream = stream.release();
     return true;
 }
 
 bool VeskHandler2_0_0::destroyStream()
 {
     const QMutexLocker lock(&m_mutex);
-    if (m_stream != nullptr) {
-        m_stream->close();
-        m_stream->clear();
-        delete m_stream;
-        m_stream = nullptr;
-    }
+    delete m_stream; // closes it; what is written is written, whether that fails or not
+    m_stream = nullptr;
     clearActivity();
     return true;
 }

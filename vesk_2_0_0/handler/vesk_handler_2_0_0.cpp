@@ -2,6 +2,8 @@
 
 #include "vesk_2_0_0/handler/param_keys.h"
 
+#include <QtCore/QFile>
+
 namespace VESK
 {
 

@@ -6,6 +6,7 @@
 #include <QtCore/QString>
 
 #include <fstream>
+#include <memory>
 
 class QFile;
 
@@ -82,7 +83,7 @@ private:
     QMutex m_mutex; // never held during a transfer
     std::fstream *m_stream = nullptr; // owned, under the mutex; deleted by destroyStream
     QString m_status; // under the mutex
-    QFile *m_opener = nullptr; // owned, under the mutex; lives inside createStream only
+    std::unique_ptr<QFile> m_opener; // under the mutex; lives inside createStream only
 };
 
 } // namespace VESK

@@ -49,7 +49,6 @@ public:
     /// Null, after a log line that names `path`, on failure.
     std::fstream *open(const QString &opened, unsigned int mode, const QString &path)
     {
-        m_isOpen = true; // should a derived handler throw in the middle of it
         m_isOpen = m_op.handler().createStream(opened, mode);
         if (!m_isOpen) {
             m_op.error("%1: createStream %2 failed.", path);
@@ -74,8 +73,8 @@ private:
 /// Is a last byte to be sent by itself? The bulk call begins a new packet with each of its blocks.
 bool needsLastByte(int socket, std::int64_t remaining)
 {
-    const std::int64_t inLastBlock = (remaining - 1) % sendBlock + 1;
-    return remaining > 0 && endsWithFullPacket(inLastBlock, packetPayload(socket));
+    const std::int64_t inLastBlock = (remaining - 1) % sendBlock + 1; // not positive where nothing remains
+    return endsWithFullPacket(inLastBlock, packetPayload(socket));
 }
 
 /// Sends what there is of a stream from `position` to `end`. False on failure.

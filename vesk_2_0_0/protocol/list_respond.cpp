@@ -31,20 +31,13 @@ QString relativePath(const QString &listed, const QFileInfo &entry)
     return rest.startsWith(QLatin1Char('/')) ? rest : QLatin1Char('/') + rest;
 }
 
-/// Is it the path of a partial file? Asked for every file, so most are told by one character.
-bool isPartial(const QString &relative)
-{
-    const int name = relative.lastIndexOf(QLatin1Char('/')) + 1;
-    return relative.midRef(name).startsWith(QLatin1Char('.')) && isTemporaryName(relative.mid(name));
-}
-
 /// Takes an entry into the batch and, if it is a directory, into the walk. What is neither a file nor a
 /// directory (a link that leads nowhere, a socket) is left out, and so are partial files where a leading
 /// dot does not hide them.
 void listEntry(const QFileInfo &entry, const QString &relative, ListBatch &batch, TreeWalk &walk)
 {
     if (entry.isFile()) {
-        if (!isPartial(relative))
+        if (!isTemporaryPath(relative))
             batch.addFile(relative);
     } else if (entry.isDir()) {
         batch.addDirectory(relative);

@@ -76,7 +76,7 @@ bool settleOffset(const Operation &op, const OfferedFile &offer, const QString &
 {
     offset = offer.replace ? 0 : sizeOnDisk(temporary);
     op.handler().setParam(Key::transferBeginSize, QString::number(offset));
-    if (offset >= 0 && offset <= offer.size)
+    if (offset <= offer.size)
         return true;
     op.warn("%1: server tmp offset[%2], client fileSize[%3].", QString::number(offset),
             QString::number(offer.size));

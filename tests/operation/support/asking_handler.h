@@ -21,7 +21,11 @@ public:
         m_calls << key + " [" + defaultValue + ']';
         return VeskHandler2_0_0::getParam(key, defaultValue);
     }
-    using VeskHandler2_0_0::getParams;
+    bool getParams(ParamMap &map) override
+    {
+        m_calls << "everything";
+        return VeskHandler2_0_0::getParams(map);
+    }
     bool getParams(const QStringList &keys, ParamMap &map) override
     {
         m_calls << "all of " + keys.join(' ') + (map.isEmpty() ? "" : " for a map in use");
