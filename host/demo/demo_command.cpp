@@ -37,11 +37,11 @@ void tellStep(const Demo::Step &step, bool json)
     writeEventLine(QStringLiteral("step"), fields);
 }
 
-ExitCode endOf(const Demo &demo, const Interruption &interruption)
+ExitCode endOf(bool held, const Interruption &interruption)
 {
     if (interruption.signal() != 0)
         return interruption.signal() == SIGTERM ? ExitCode::Terminated : ExitCode::Interrupted;
-    return demo.fault().isEmpty() ? ExitCode::Success : ExitCode::Partial;
+    return held ? ExitCode::Success : ExitCode::Partial;
 }
 
 void tellEnd(const Demo &demo, ExitCode code, double seconds, bool json)
@@ -81,8 +81,8 @@ int demonstrate(const DemoOptions &options, const GlobalOptions &global)
     const SignalWatcher watcher([&](int signal) { interruption.raise(signal); });
     Demo demo(*module, modulePath, static_cast<qint64>(options.mebibytes) << 20, interruption,
               [&](const Demo::Step &step) { tellStep(step, options.json); });
-    (void)demo.run(); // the demo keeps what did not hold
-    const ExitCode code = endOf(demo, interruption);
+    const bool held = demo.run();
+    const ExitCode code = endOf(held, interruption);
     tellEnd(demo, code, static_cast<double>(timer.elapsed()) / 1000, options.json);
     return number(code);
 }
