@@ -2,10 +2,13 @@
 
 #include "vesk_base/module.h"
 
+#include <QtCore/QSet>
 #include <QtCore/QThread>
 
 #include <atomic>
+#include <condition_variable>
 #include <deque>
+#include <mutex>
 #include <vector>
 
 // What several threads of a host do at once, away from pause and cancel.
@@ -67,6 +70,32 @@ public:
 
     std::atomic<int> names{0};
     std::atomic<bool> strayed{false};
+};
+
+/// Hands batches on, from the threads of tasks to one that takes them.
+class BatchQueue
+{
+public:
+    void put(const ParamMap &batch)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_batches.push_back(batch);
+        m_filled.notify_one();
+    }
+
+    ParamMap take()
+    {
+        std::unique_lock lock(m_mutex);
+        m_filled.wait(lock, [this] { return !m_batches.empty(); });
+        ParamMap batch = std::move(m_batches.front());
+        m_batches.pop_front();
+        return batch;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_filled;
+    std::deque<ParamMap> m_batches;
 };
 
 /// One task between two plain handlers on a connection of its own.
@@ -131,6 +160,36 @@ TEST(HandlerRace, AListingReachesAConsumerOnAnotherThread)
     const int expected = threads * (RaceTask::listedFiles + RaceTask::listedDirectories);
     EXPECT_TRUE(eventually([&] { return consumer.names == expected; })) << consumer.names;
     EXPECT_FALSE(consumer.strayed);
+}
+
+TEST(HandlerRace, ABatchMayBeHandedOnToAnotherThread)
+{
+    const LogRecorder log;
+    BatchQueue queue;
+    std::deque<Task> tasks;
+    std::deque<RunningTask> running;
+    constexpr int expected = threads * (RaceTask::listedFiles + RaceTask::listedDirectories);
+    const Background consumer([&] {
+        QSet<QString> names;
+        for (int taken = 0; taken < expected;) {
+            const ParamMap batch = queue.take();
+            taken += batch.size();
+            for (auto entry = batch.cbegin(); entry != batch.cend(); ++entry)
+                names.insert(entry.key());
+        }
+        return names.size();
+    });
+    for (int i = 0; i < threads; ++i) {
+        Task &task = tasks.emplace_back("list");
+        QObject::connect(
+            &task.client, &VeskBase::sigList, &task.client,
+            [&queue](const ParamMap &batch) { queue.put(batch); }, Qt::DirectConnection);
+        running.emplace_back(task.server, task.pair);
+        running.emplace_back(task.client, task.pair);
+    }
+    for (const RunningTask &task : running)
+        EXPECT_EQ(task.result(), true);
+    EXPECT_EQ(consumer.wait(patience), RaceTask::listedFiles + RaceTask::listedDirectories);
 }
 
 TEST(HandlerRace, AConsumerMayLeaveInTheMiddleOfAListing)
