@@ -1,5 +1,6 @@
 #include "host/hello/token_file.h"
 
+#include "tests/host/exit_status.h"
 #include "tests/host/program.h"
 
 #include "tests/support/temp_dir.h"
@@ -14,11 +15,6 @@ using testing::Not;
 
 namespace
 {
-
-constexpr int usage = 2;
-constexpr int notAllowed = 4;
-constexpr int refused = 8;
-constexpr int noCommonGround = 12;
 
 /// Who gets in, and what he may do there.
 class AccessTest : public testing::Test
@@ -71,8 +67,8 @@ TEST_F(AccessTest, IsByTheRightsOfTheShare)
     ServerProgram server(m_directory.path("rw"_s), 0, QStringList{"--name"_s, "main"_s} + shares());
     const QString target = m_directory.path("back"_s);
     for (const QString &share : {"r"_s, "w"_s, "rw"_s, "main"_s}) {
-        const int reading = share == "w"_s ? notAllowed : 0;
-        const int writing = share == "r"_s ? notAllowed : 0;
+        const int reading = share == "w"_s ? ExitStatus::notAllowed : 0;
+        const int writing = share == "r"_s ? ExitStatus::notAllowed : 0;
         EXPECT_EQ(put(server, share), writing) << qPrintable(share) << m_err;
         EXPECT_EQ(run({"mkdir"_s, server.url(share + "/new"_s)}), writing) << qPrintable(share) << m_err;
         if (writing != 0) {
@@ -94,7 +90,7 @@ TEST_F(AccessTest, IsByTheRightsOfTheShare)
 TEST_F(AccessTest, EndsAtTheSharesThatAreThere)
 {
     ServerProgram server(QString(), 0, shares());
-    EXPECT_EQ(put(server, "nope"_s), refused);
+    EXPECT_EQ(put(server, "nope"_s), ExitStatus::refused);
     EXPECT_THAT(m_err, HasSubstr("it has no share \"nope\""));
     EXPECT_EQ(put(server, "rw"_s), 0) << m_err;
 }
@@ -103,9 +99,9 @@ TEST_F(AccessTest, IsForThoseWhoHaveTheToken)
 {
     const QStringList token = {"--token-file"_s, makeToken("token"_s)};
     ServerProgram server(m_directory.path("rw"_s), 0, token);
-    EXPECT_EQ(put(server, "rw"_s), notAllowed);
+    EXPECT_EQ(put(server, "rw"_s), ExitStatus::notAllowed);
     EXPECT_THAT(m_err, testing::AnyOf(HasSubstr("there is none here"), HasSubstr("does not know the token")));
-    EXPECT_EQ(put(server, "rw"_s, {"--token-file"_s, makeToken("other"_s)}), notAllowed);
+    EXPECT_EQ(put(server, "rw"_s, {"--token-file"_s, makeToken("other"_s)}), ExitStatus::notAllowed);
     EXPECT_THAT(m_err, HasSubstr("does not know the token of"));
     EXPECT_FALSE(m_directory.exists("rw/file"_s));
     EXPECT_EQ(put(server, "rw"_s, token), 0) << m_err;
@@ -117,11 +113,11 @@ TEST_F(AccessTest, IsNotByATokenThatOthersCanRead)
     const QString file = makeToken("token"_s);
     ServerProgram server(m_directory.path("rw"_s), 0, {"--token-file"_s, file});
     ASSERT_TRUE(QFile::setPermissions(file, QFileDevice::Permissions(0x6644)));
-    EXPECT_EQ(put(server, "rw"_s, {"--token-file"_s, file}), usage);
+    EXPECT_EQ(put(server, "rw"_s, {"--token-file"_s, file}), ExitStatus::usage);
     EXPECT_THAT(m_err, HasSubstr("chmod 600 "));
     Program second(
         {"serve"_s, m_directory.path("rw"_s), "--listen"_s, "127.0.0.1:0"_s, "--token-file"_s, file});
-    EXPECT_EQ(second.waitForEnd(), usage);
+    EXPECT_EQ(second.waitForEnd(), ExitStatus::usage);
     EXPECT_THAT(second.err().toStdString(), HasSubstr("chmod 600 "));
 }
 
@@ -146,7 +142,7 @@ TEST_F(AccessTest, IsForEverybodyOnlyWhenSaidSo)
     ServerProgram server(m_directory.path("rw"_s), 0, {"--auth"_s, "none"_s});
     EXPECT_THAT(server.program().err().toStdString(), HasSubstr("whoever reaches the port"));
     EXPECT_EQ(put(server, "rw"_s), 0) << m_err;
-    EXPECT_EQ(put(server, "rw"_s, {"--token-file"_s, makeToken("token"_s)}), noCommonGround);
+    EXPECT_EQ(put(server, "rw"_s, {"--token-file"_s, makeToken("token"_s)}), ExitStatus::noCommonGround);
     EXPECT_THAT(m_err, HasSubstr("asks for no token"));
 }
 
@@ -158,7 +154,7 @@ TEST_F(AccessTest, OfTheWorldNeedsTheToken)
     EXPECT_THAT(server.err().toStdString(), HasSubstr("scp "));
     const QString port = server.err().section(QLatin1Char('\n'), 0, 0).section(QLatin1Char(':'), -1);
     const QString place = QStringLiteral("vesk://127.0.0.1:%1/rw").arg(port);
-    EXPECT_EQ(run({"put"_s, m_directory.path("file"_s), place}), notAllowed);
+    EXPECT_EQ(run({"put"_s, m_directory.path("file"_s), place}), ExitStatus::notAllowed);
     EXPECT_EQ(
         run({"put"_s, m_directory.path("file"_s), place, "--token-file"_s, m_directory.path("token"_s)}), 0)
         << m_err;
@@ -174,7 +170,7 @@ TEST_F(AccessTest, RefusesSharesThatCannotBe)
              QStringList{"--share"_s, good, "--share"_s, good},
          }) {
         Program server(QStringList{"serve"_s, "--listen"_s, "127.0.0.1:0"_s} + options);
-        EXPECT_EQ(server.waitForEnd(), usage) << qPrintable(options.join(' '));
+        EXPECT_EQ(server.waitForEnd(), ExitStatus::usage) << qPrintable(options.join(' '));
     }
 }
 

@@ -1,3 +1,4 @@
+#include "tests/host/exit_status.h"
 #include "tests/host/program.h"
 #include "tests/support/temp_dir.h"
 
@@ -12,9 +13,6 @@ using testing::HasSubstr;
 
 namespace
 {
-
-constexpr int usage = 2;
-constexpr int unreachable = 3;
 
 class ConfigTest : public testing::Test
 {
@@ -62,7 +60,7 @@ protected:
     QString errorOf(const QString &configuration)
     {
         configure(configuration);
-        EXPECT_EQ(run({"put", m_file, "127.0.0.1:in"}), usage) << m_err.toStdString();
+        EXPECT_EQ(run({"put", m_file, "127.0.0.1:in"}), ExitStatus::usage) << m_err.toStdString();
         return m_err.section('\n', 0, 0).replace(m_directory.path("vesk.toml"), "FILE");
     }
 
@@ -91,7 +89,7 @@ TEST_F(ConfigTest, LetsTheCommandLineBeatEverything)
     ServerProgram server(m_directory.path("in"), 0, {"--auth", "none"});
     const QString port = QString::number(server.port());
     configure("[client]\nport = 1\n");
-    EXPECT_EQ(run({"put", m_file, "127.0.0.1:in"}), unreachable);
+    EXPECT_EQ(run({"put", m_file, "127.0.0.1:in"}), ExitStatus::unreachable);
     EXPECT_EQ(run({"put", m_file, "127.0.0.1:in"}, {"VESK_PORT=" + port}), 0) << m_err.toStdString();
     EXPECT_EQ(run({"put", m_file, "127.0.0.1:in", "--port", port}, {"VESK_PORT=2"}), 0)
         << m_err.toStdString();
@@ -138,9 +136,9 @@ TEST_F(ConfigTest, TakesASourceThatLooksLikeARemoteForAFile)
 TEST_F(ConfigTest, RefusesOptionsOfTwoRemotesInOneCommand)
 {
     configure("[remote.a]\nhost = \"h\"\nport = 7\n[remote.b]\nhost = \"i\"\n");
-    EXPECT_EQ(run({"mkdir", "a:s/d", "b:s/d"}), usage);
+    EXPECT_EQ(run({"mkdir", "a:s/d", "b:s/d"}), ExitStatus::usage);
     EXPECT_EQ(m_err, "error: the remotes a and b have options of their own; use a command for each place.\n");
-    EXPECT_EQ(run({"mkdir", "a:s/d", "c:s/d"}), usage);
+    EXPECT_EQ(run({"mkdir", "a:s/d", "c:s/d"}), ExitStatus::usage);
     EXPECT_EQ(m_err, "error: the remote a has options of its own; use a command for each place.\n");
 }
 
@@ -171,9 +169,9 @@ TEST_F(ConfigTest, NamesFileAndLineOfEachFault)
 TEST_F(ConfigTest, NamesTheVariableThatIsWrong)
 {
     configure("");
-    EXPECT_EQ(run({"put", m_file, "127.0.0.1:in"}, {"VESK_MTU=1"}), usage);
+    EXPECT_EQ(run({"put", m_file, "127.0.0.1:in"}, {"VESK_MTU=1"}), ExitStatus::usage);
     EXPECT_EQ(m_err, "error: VESK_MTU: Value 1 not in range 576 to 65000.\n");
-    EXPECT_EQ(run({"put", m_file, "127.0.0.1:in"}, {"VESK_RECURSIVE=perhaps"}), usage);
+    EXPECT_EQ(run({"put", m_file, "127.0.0.1:in"}, {"VESK_RECURSIVE=perhaps"}), ExitStatus::usage);
     EXPECT_EQ(m_err, "error: VESK_RECURSIVE: true or false is wanted, not \"perhaps\".\n");
 }
 
@@ -182,7 +180,7 @@ TEST_F(ConfigTest, TurnsAFlagOffAgain)
     configure("[client]\nrecursive = true\n");
     EXPECT_EQ(setting("client", "recursive")["values"], QJsonArray{"true"});
     ASSERT_TRUE(m_directory.mkdir("tree"));
-    EXPECT_EQ(run({"put", m_directory.path("tree"), "127.0.0.1:in", "--port", "1"}), unreachable);
+    EXPECT_EQ(run({"put", m_directory.path("tree"), "127.0.0.1:in", "--port", "1"}), ExitStatus::unreachable);
     EXPECT_EQ(run({"put", m_directory.path("tree"), "127.0.0.1:in", "--port", "1"}, {"VESK_RECURSIVE=no"}), 7)
         << m_err.toStdString();
 }
@@ -191,9 +189,9 @@ TEST_F(ConfigTest, LetsAnOptionBeatTheOneItExcludes)
 {
     ServerProgram server(m_directory.path("in"), 0, {"--auth", "none"});
     configure("[client]\nipv6 = true\n");
-    EXPECT_EQ(run({"ls", server.url("in")}), unreachable);
+    EXPECT_EQ(run({"ls", server.url("in")}), ExitStatus::unreachable);
     EXPECT_EQ(run({"ls", server.url("in"), "-4"}), 0) << m_err.toStdString();
-    EXPECT_EQ(run({"ls", server.url("in"), "-4", "-6"}), usage);
+    EXPECT_EQ(run({"ls", server.url("in"), "-4", "-6"}), ExitStatus::usage);
 }
 
 TEST_F(ConfigTest, ServesWhatItsSectionNames)
@@ -203,15 +201,15 @@ TEST_F(ConfigTest, ServesWhatItsSectionNames)
     EXPECT_TRUE(waitUntil([&] { return server.err().contains("serving in "); }))
         << server.err().toStdString();
     configure("");
-    EXPECT_EQ(run({"serve"}), usage);
+    EXPECT_EQ(run({"serve"}), ExitStatus::usage);
 }
 
 TEST_F(ConfigTest, WantsANamedFileAndDoesWithoutTheUsualOne)
 {
-    EXPECT_EQ(run({"ls", "127.0.0.1:in", "--port", "1"}), usage);
+    EXPECT_EQ(run({"ls", "127.0.0.1:in", "--port", "1"}), ExitStatus::usage);
     EXPECT_THAT(m_err.toStdString(), HasSubstr("cannot read the configuration"));
-    EXPECT_EQ(run({"ls", "127.0.0.1:in", "--port", "1", "--config", "/dev/null"}), unreachable);
-    EXPECT_EQ(run({"ls", "127.0.0.1:in", "--port", "1"}, {"VESK_CONFIG="}), unreachable);
+    EXPECT_EQ(run({"ls", "127.0.0.1:in", "--port", "1", "--config", "/dev/null"}), ExitStatus::unreachable);
+    EXPECT_EQ(run({"ls", "127.0.0.1:in", "--port", "1"}, {"VESK_CONFIG="}), ExitStatus::unreachable);
 }
 
 TEST_F(ConfigTest, LooksInTheConfigurationDirectoryOfTheUser)
@@ -229,19 +227,19 @@ TEST_F(ConfigTest, ChecksFileAndEnvironment)
     configure("[client]\nretries = 3\n");
     EXPECT_EQ(run({"config", "check"}), 0) << m_out.toStdString();
     EXPECT_EQ(m_out, m_directory.path("vesk.toml") + ": no fault\n");
-    EXPECT_EQ(run({"config", "check"}, {"VESK_RETRYS=3", "VESK_MTU=1"}), usage);
+    EXPECT_EQ(run({"config", "check"}, {"VESK_RETRYS=3", "VESK_MTU=1"}), ExitStatus::usage);
     EXPECT_EQ(m_out,
               "VESK_MTU: Value 1 not in range 576 to 65000\n"
               "VESK_RETRYS: no option has this variable (did you mean VESK_RETRIES?)\n"
                   + m_directory.path("vesk.toml") + ": 2 faults\n");
     configure("[client]\nmtu = 1\nretries = true\n");
-    EXPECT_EQ(run({"config", "check", "--json"}), usage);
+    EXPECT_EQ(run({"config", "check", "--json"}), ExitStatus::usage);
     const QStringList lines = m_out.split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 3) << m_out.toStdString();
     EXPECT_EQ(QJsonDocument::fromJson(lines[0].toUtf8()).object()["line"], 2);
     EXPECT_EQ(QJsonDocument::fromJson(lines[1].toUtf8()).object()["line"], 3);
     EXPECT_EQ(QJsonDocument::fromJson(lines[2].toUtf8()).object()["faults"], 2);
-    EXPECT_EQ(QJsonDocument::fromJson(lines[2].toUtf8()).object()["exitCode"], usage);
+    EXPECT_EQ(QJsonDocument::fromJson(lines[2].toUtf8()).object()["exitCode"], ExitStatus::usage);
     configure("");
     EXPECT_EQ(run({"config", "check", "--json"}), 0);
     EXPECT_EQ(QJsonDocument::fromJson(m_out.toUtf8()).object()["exitCode"], 0);
@@ -262,15 +260,15 @@ TEST_F(ConfigTest, TellsWrongUseInEventsHoweverTheyWereAskedFor)
     };
     configure("");
     for (const QStringList &arguments : {unknownOption, noTarget}) {
-        EXPECT_EQ(run(arguments + QStringList{"--json"}), usage);
+        EXPECT_EQ(run(arguments + QStringList{"--json"}), ExitStatus::usage);
         expectEvents("the option");
-        EXPECT_EQ(run(arguments, {"VESK_JSON=1"}), usage);
+        EXPECT_EQ(run(arguments, {"VESK_JSON=1"}), ExitStatus::usage);
         expectEvents("the variable");
-        EXPECT_EQ(run(arguments, {"VESK_JSON=false"}), usage);
+        EXPECT_EQ(run(arguments, {"VESK_JSON=false"}), ExitStatus::usage);
         EXPECT_EQ(m_out, QString());
     }
     configure("[client]\njson = true\n");
-    EXPECT_EQ(run(noTarget), usage);
+    EXPECT_EQ(run(noTarget), ExitStatus::usage);
     expectEvents("the configuration");
 }
 

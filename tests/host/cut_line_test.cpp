@@ -21,14 +21,14 @@ using testing::HasSubstr;
 namespace
 {
 
-constexpr qint64 fileSize = 30 << 20; // bytes; some seconds at the rate below
-constexpr int smallFiles = 400;
-constexpr int limitMs = 120000;
-constexpr qint64 hugeFile = Q_INT64_C(200) << 30; // bytes; takes no space, and minutes to hash
-
 class CutLineTest : public ClientTest
 {
 protected:
+    static constexpr qint64 fileSize = 30 << 20; // bytes; some seconds at the rate below
+    static constexpr int smallFiles = 400;
+    static constexpr int limitMs = 120000;
+    static constexpr qint64 hugeFile = Q_INT64_C(200) << 30; // bytes; takes no space, and minutes to hash
+
     void SetUp() override
     {
         ASSERT_TRUE(m_directory.mkdir(QStringLiteral("srv")));

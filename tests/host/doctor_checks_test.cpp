@@ -2,6 +2,7 @@
 #include "host/doctor/local_checks.h"
 #include "host/doctor/path_checks.h"
 
+#include "tests/support/sizes.h"
 #include "tests/support/temp_dir.h"
 
 #include <QtCore/QFile>
@@ -9,14 +10,13 @@
 #include <gmock/gmock.h>
 
 using namespace VESK::Host;
+using VESK::Test::mib;
 using VESK::Test::TempDir;
 using Grade = Finding::Grade;
 using testing::HasSubstr;
 
 namespace
 {
-
-constexpr qint64 mebibyte = 1 << 20;
 
 std::string mendOf(const Finding &finding)
 {
@@ -30,14 +30,14 @@ TEST(KernelBuffersTest, NamesTheExactSettingsWhereTheyAreSmall)
     EXPECT_THAT(mendOf(stock),
                 HasSubstr("sudo sysctl -w net.core.rmem_max=4194304 net.core.wmem_max=1048576\n"));
     EXPECT_THAT(mendOf(stock), HasSubstr("'net.core.rmem_max=4194304\\nnet.core.wmem_max=1048576\\n'"));
-    const Finding halfway = judgeKernelBuffers(212992, 8 * mebibyte);
+    const Finding halfway = judgeKernelBuffers(212992, 8 * mib);
     EXPECT_THAT(mendOf(halfway), HasSubstr("wmem_max=8388608")) << "what is enough is not cut";
 }
 
 TEST(KernelBuffersTest, IsContentWithEnough)
 {
-    EXPECT_EQ(judgeKernelBuffers(4 * mebibyte, mebibyte).grade, Grade::Good);
-    EXPECT_EQ(judgeKernelBuffers(-1, mebibyte).grade, Grade::Note);
+    EXPECT_EQ(judgeKernelBuffers(4 * mib, mib).grade, Grade::Good);
+    EXPECT_EQ(judgeKernelBuffers(-1, mib).grade, Grade::Note);
 }
 
 TEST(OpenFilesTest, SaysHowTheLimitIsRaised)
@@ -59,12 +59,12 @@ DiskFacts disk(const char *fileSystem, qint64 freeBytes)
 
 TEST(DiskTest, TellsWhatWouldMakeADownloadFail)
 {
-    EXPECT_EQ(judgeDisk(disk("ext4", 5000 * mebibyte)).grade, Grade::Good);
-    EXPECT_EQ(judgeDisk(disk("ext4", 100 * mebibyte)).grade, Grade::Slow);
-    EXPECT_THAT(judgeDisk(disk("vfat", 5000 * mebibyte)).text.toStdString(), HasSubstr("4 GiB"));
-    EXPECT_EQ(judgeDisk(disk("nfs4", 5000 * mebibyte)).grade, Grade::Slow);
-    EXPECT_EQ(judgeDisk(disk("tmpfs", 5000 * mebibyte)).grade, Grade::Note);
-    DiskFacts closed = disk("ext4", 5000 * mebibyte);
+    EXPECT_EQ(judgeDisk(disk("ext4", 5000 * mib)).grade, Grade::Good);
+    EXPECT_EQ(judgeDisk(disk("ext4", 100 * mib)).grade, Grade::Slow);
+    EXPECT_THAT(judgeDisk(disk("vfat", 5000 * mib)).text.toStdString(), HasSubstr("4 GiB"));
+    EXPECT_EQ(judgeDisk(disk("nfs4", 5000 * mib)).grade, Grade::Slow);
+    EXPECT_EQ(judgeDisk(disk("tmpfs", 5000 * mib)).grade, Grade::Note);
+    DiskFacts closed = disk("ext4", 5000 * mib);
     closed.isWritable = false;
     EXPECT_EQ(judgeDisk(closed).grade, Grade::Slow);
     EXPECT_THAT(mendOf(judgeDisk(closed)), HasSubstr("chown"));

@@ -1,4 +1,5 @@
 #include "tests/host/client_test.h"
+#include "tests/host/exit_status.h"
 
 #include "vesk_base/paths.h"
 
@@ -17,8 +18,6 @@ using testing::Not;
 namespace
 {
 
-constexpr int refused = 8;
-constexpr int someFailed = 1;
 constexpr qint64 shortSize = 16 << 20; // bytes; some seconds at the rate below
 constexpr qint64 longSize = 96 << 20; // longer than any of these tests waits for it
 
@@ -147,7 +146,7 @@ TEST_F(DrainTest, RefusesFurtherClientsAndTellsThemWhy)
     beginToEnd();
     EXPECT_EQ(
         run(putArguments({file(QStringLiteral("f"), 1)}, {QStringLiteral("--retries"), QStringLiteral("0")})),
-        refused);
+        ExitStatus::refused);
     EXPECT_THAT(m_err, HasSubstr("the server refused: it is about to end"));
     EXPECT_FALSE(m_directory.exists(QStringLiteral("in/f")));
     m_server->program().signal(SIGTERM);
@@ -161,7 +160,7 @@ TEST_F(DrainTest, RefusesFurtherTasksOfClientsThatAreThere)
     const auto client = begun({file(QStringLiteral("short"), shortSize), file(QStringLiteral("next"), 1)},
                               {QStringLiteral("--retries"), QStringLiteral("0")});
     beginToEnd();
-    EXPECT_EQ(client->waitForEnd(), someFailed) << qPrintable(client->err());
+    EXPECT_EQ(client->waitForEnd(), ExitStatus::someFailed) << qPrintable(client->err());
     EXPECT_THAT(client->err().toStdString(), HasSubstr("next: the server refused: it is about to end"));
     EXPECT_TRUE(isInPlace(QStringLiteral("short")));
     EXPECT_FALSE(m_directory.exists(QStringLiteral("in/next")));

@@ -1,3 +1,4 @@
+#include "tests/host/exit_status.h"
 #include "tests/host/program.h"
 
 #include "tests/support/temp_dir.h"
@@ -20,12 +21,6 @@ using testing::HasSubstr;
 
 namespace
 {
-
-constexpr int success = 0;
-constexpr int usage = 2;
-constexpr int sourceMissing = 5;
-constexpr int localFile = 7;
-constexpr int refused = 8;
 
 class GetTest : public testing::Test
 {
@@ -64,7 +59,7 @@ TEST_F(GetTest, BringsBytesAndTimeOverAndMakesTheDirectory)
     handle.close();
 
     ServerProgram server(served());
-    ASSERT_EQ(get(server, QStringLiteral("a/f")), success) << m_err;
+    ASSERT_EQ(get(server, QStringLiteral("a/f")), ExitStatus::success) << m_err;
     EXPECT_EQ(counted("received"), 1);
     EXPECT_EQ(counted("movedBytes"), 1000000);
     EXPECT_EQ(m_directory.read(QStringLiteral("here/f")), content);
@@ -80,9 +75,9 @@ TEST_F(GetTest, ReceivesNothingTheSecondTimeInEveryMode)
                                 QStringLiteral("none")}) {
         (void)QFile::remove(target() + QStringLiteral("/f"));
         const QStringList verify = {QStringLiteral("--verify"), mode};
-        ASSERT_EQ(get(server, QStringLiteral("f"), verify), success) << m_err;
+        ASSERT_EQ(get(server, QStringLiteral("f"), verify), ExitStatus::success) << m_err;
         EXPECT_EQ(counted("movedBytes"), 3000000);
-        ASSERT_EQ(get(server, QStringLiteral("f"), verify), success) << m_err;
+        ASSERT_EQ(get(server, QStringLiteral("f"), verify), ExitStatus::success) << m_err;
         EXPECT_EQ(counted("alreadyThere"), 1) << qPrintable(mode);
         EXPECT_EQ(counted("movedBytes"), 0);
         EXPECT_EQ(m_directory.read(QStringLiteral("here/f")), pattern(3000000));
@@ -94,7 +89,7 @@ TEST_F(GetTest, ReplacesAFileThatDiffers)
     ASSERT_TRUE(m_directory.write(QStringLiteral("srv/f"), pattern(100000, 1)));
     ASSERT_TRUE(m_directory.write(QStringLiteral("here/f"), pattern(100000, 2)));
     ServerProgram server(served());
-    ASSERT_EQ(get(server, QStringLiteral("f")), success) << m_err;
+    ASSERT_EQ(get(server, QStringLiteral("f")), ExitStatus::success) << m_err;
     EXPECT_EQ(m_directory.read(QStringLiteral("here/f")), pattern(100000, 1));
 }
 
@@ -104,7 +99,7 @@ TEST_F(GetTest, StartsAgainWhenAnOldPartialFileSpoilsTheResult)
     const QString partial = QFileInfo(VESK::temporaryPath(target() + QStringLiteral("/f"))).fileName();
     ASSERT_TRUE(m_directory.write(QStringLiteral("here/") + partial, pattern(50000, 2)));
     ServerProgram server(served());
-    ASSERT_EQ(get(server, QStringLiteral("f")), success) << m_err;
+    ASSERT_EQ(get(server, QStringLiteral("f")), ExitStatus::success) << m_err;
     EXPECT_THAT(m_err, HasSubstr("again from the start"));
     EXPECT_EQ(counted("resumedBytes"), 0);
     EXPECT_EQ(m_directory.read(QStringLiteral("here/f")), pattern(200000, 1));
@@ -116,7 +111,7 @@ TEST_F(GetTest, DropsAPartialFileThatIsLongerThanTheFile)
     const QString partial = QFileInfo(VESK::temporaryPath(target() + QStringLiteral("/f"))).fileName();
     ASSERT_TRUE(m_directory.write(QStringLiteral("here/") + partial, pattern(5000)));
     ServerProgram server(served());
-    ASSERT_EQ(get(server, QStringLiteral("f")), success) << m_err;
+    ASSERT_EQ(get(server, QStringLiteral("f")), ExitStatus::success) << m_err;
     EXPECT_EQ(counted("movedBytes"), 1000);
     EXPECT_EQ(m_directory.read(QStringLiteral("here/f")), pattern(1000));
 }
@@ -139,9 +134,9 @@ TEST_F(GetTest, TakesSeveralSourcesAndGoesOnAfterAFailure)
 TEST_F(GetTest, TellsASourceThatIsNotThere)
 {
     ServerProgram server(served());
-    EXPECT_EQ(get(server, QStringLiteral("absent")), sourceMissing);
+    EXPECT_EQ(get(server, QStringLiteral("absent")), ExitStatus::sourceMissing);
     EXPECT_THAT(m_err, HasSubstr("absent: no such file on the server"));
-    EXPECT_EQ(get(server, QStringLiteral("absent"), {QStringLiteral("-r")}), sourceMissing);
+    EXPECT_EQ(get(server, QStringLiteral("absent"), {QStringLiteral("-r")}), ExitStatus::sourceMissing);
     EXPECT_THAT(m_err, HasSubstr("no such directory on the server"));
 }
 
@@ -149,17 +144,17 @@ TEST_F(GetTest, TellsADirectoryAskedForAsAFile)
 {
     ASSERT_TRUE(m_directory.mkdir(QStringLiteral("srv/d")));
     ServerProgram server(served());
-    EXPECT_EQ(get(server, QStringLiteral("d")), refused);
+    EXPECT_EQ(get(server, QStringLiteral("d")), ExitStatus::refused);
     EXPECT_THAT(m_err, HasSubstr("it is a directory"));
     EXPECT_THAT(m_err, HasSubstr("-r"));
-    EXPECT_EQ(get(server, QString()), usage);
+    EXPECT_EQ(get(server, QString()), ExitStatus::usage);
 }
 
 TEST_F(GetTest, TakesASingleFileWithRecursionAskedFor)
 {
     ASSERT_TRUE(m_directory.write(QStringLiteral("srv/d/f"), "f"));
     ServerProgram server(served());
-    EXPECT_EQ(get(server, QStringLiteral("d/f"), {QStringLiteral("-r")}), success) << m_err;
+    EXPECT_EQ(get(server, QStringLiteral("d/f"), {QStringLiteral("-r")}), ExitStatus::success) << m_err;
     EXPECT_EQ(m_directory.read(QStringLiteral("here/f")), QByteArray("f"));
 }
 
@@ -168,7 +163,7 @@ TEST_F(GetTest, IsRefusedAPipeInsteadOfWaitingForIt)
     const QString pipe = m_directory.path(QStringLiteral("srv/pipe"));
     ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
     ServerProgram server(served());
-    EXPECT_EQ(get(server, QStringLiteral("pipe")), refused);
+    EXPECT_EQ(get(server, QStringLiteral("pipe")), ExitStatus::refused);
     EXPECT_THAT(m_err, HasSubstr("neither a file nor a directory"));
 }
 
@@ -177,12 +172,12 @@ TEST_F(GetTest, TellsWhatStandsInTheWayHere)
     ASSERT_TRUE(m_directory.write(QStringLiteral("srv/f"), "f"));
     ServerProgram server(served());
     ASSERT_TRUE(m_directory.mkdir(QStringLiteral("here/f")));
-    EXPECT_EQ(get(server, QStringLiteral("f")), localFile);
+    EXPECT_EQ(get(server, QStringLiteral("f")), ExitStatus::localFile);
     EXPECT_THAT(m_err, HasSubstr("a directory of that name"));
 
     Program client({QStringLiteral("get"), server.url(QStringLiteral("srv/f")),
                     m_directory.path(QStringLiteral("srv/f"))});
-    EXPECT_EQ(client.waitForEnd(), localFile);
+    EXPECT_EQ(client.waitForEnd(), ExitStatus::localFile);
     EXPECT_THAT(client.err().toStdString(), HasSubstr("no directory"));
 }
 
@@ -192,20 +187,20 @@ TEST_F(GetTest, TellsWrongUseBeforeTryingAnything)
                                          QStringList{QStringLiteral("127.0.0.1:s/../f"), target()},
                                          QStringList{QStringLiteral("no-server"), target()}}) {
         Program client(QStringList{QStringLiteral("get")} + arguments);
-        EXPECT_EQ(client.waitForEnd(), usage);
+        EXPECT_EQ(client.waitForEnd(), ExitStatus::usage);
     }
     EXPECT_FALSE(m_directory.exists(QStringLiteral("here")));
 }
 
-constexpr qint64 bigSize = (100 << 20) + 12345; // bytes; takes long enough to be stopped on the way
-
 class GetResumeTest : public GetTest
 {
 protected:
+    static constexpr qint64 fileSize = (100 << 20) + 12345; // bytes; enough to be stopped on the way
+
     void SetUp() override
     {
         GetTest::SetUp();
-        m_content = pattern(bigSize);
+        m_content = pattern(fileSize);
         ASSERT_TRUE(m_directory.write(QStringLiteral("srv/big"), m_content));
         m_partial = VESK::temporaryPath(target() + QStringLiteral("/big"));
     }
@@ -218,7 +213,7 @@ protected:
 
     bool waitForPercent(int percent) const
     {
-        return waitUntil([&] { return sizeOf(m_partial) >= bigSize * percent / 100; });
+        return waitUntil([&] { return sizeOf(m_partial) >= fileSize * percent / 100; });
     }
 
     void expectResumed(Program &client, qint64 atLeast)
@@ -228,7 +223,7 @@ protected:
         const auto from = static_cast<qint64>(file.value(QStringLiteral("from")).toDouble());
         const auto moved = static_cast<qint64>(file.value(QStringLiteral("moved")).toDouble());
         EXPECT_GE(from, atLeast);
-        EXPECT_EQ(from + moved, bigSize);
+        EXPECT_EQ(from + moved, fileSize);
         EXPECT_TRUE(m_directory.read(QStringLiteral("here/big")) == m_content);
         EXPECT_FALSE(QFile::exists(m_partial));
     }

@@ -19,9 +19,6 @@ using namespace VESK::Test;
 namespace
 {
 
-using Kind = HelloFailure::Kind;
-using Result = Reception::Result;
-
 const QString module = "VESK-2.0.0"_s;
 
 /// Both ends of one hello, each with a token or without.
@@ -118,7 +115,7 @@ TEST_F(HelloTest, AdmitsWhoKnowsTheToken)
     m_terms.token = &token;
     const std::optional<Welcome> welcome = meet();
     ASSERT_TRUE(welcome) << qPrintable(m_failure.detail);
-    EXPECT_EQ(m_reception.result, Result::Admitted);
+    EXPECT_EQ(m_reception.result, Reception::Result::Admitted);
     EXPECT_EQ(m_reception.user, "ada"_s);
     EXPECT_EQ(welcome->auth, AuthMode::Token);
     EXPECT_EQ(welcome->moduleKey, module);
@@ -153,9 +150,9 @@ TEST_F(HelloTest, ShowsTheServerNothingOfATokenThatIsNotItsOwn)
     const Token other = Token::random();
     m_terms.token = &other;
     EXPECT_FALSE(meet());
-    EXPECT_EQ(m_failure.kind, Kind::NotProven);
+    EXPECT_EQ(m_failure.kind, HelloFailure::Kind::NotProven);
     EXPECT_EQ(m_failure.detail, defaultTokenFile());
-    EXPECT_EQ(m_reception.result, Result::Gone); // no proof came
+    EXPECT_EQ(m_reception.result, Reception::Result::Gone); // no proof came
 }
 
 TEST_F(HelloTest, TellsThatThereIsNoToken)
@@ -163,8 +160,8 @@ TEST_F(HelloTest, TellsThatThereIsNoToken)
     const Token token = Token::random();
     m_terms.token = &token;
     EXPECT_FALSE(meet());
-    EXPECT_EQ(m_failure.kind, Kind::NoToken);
-    EXPECT_EQ(m_reception.result, Result::Gone);
+    EXPECT_EQ(m_failure.kind, HelloFailure::Kind::NoToken);
+    EXPECT_EQ(m_reception.result, Reception::Result::Gone);
 }
 
 TEST_F(HelloTest, TellsATokenThatOthersCanRead)
@@ -173,7 +170,7 @@ TEST_F(HelloTest, TellsATokenThatOthersCanRead)
     m_terms.token = &token;
     ASSERT_TRUE(QFile::setPermissions(defaultTokenFile(), QFileDevice::Permissions(0x6644)));
     EXPECT_FALSE(meet());
-    EXPECT_EQ(m_failure.kind, Kind::BadToken);
+    EXPECT_EQ(m_failure.kind, HelloFailure::Kind::BadToken);
 }
 
 TEST_F(HelloTest, GoesToAServerThatAsksForNothing)
@@ -189,7 +186,7 @@ TEST_F(HelloTest, DoesNotGoThereWhenATokenIsMeantForIt)
 {
     makeToken(hostTokenFile("nas"_s));
     EXPECT_FALSE(meet());
-    EXPECT_EQ(m_failure.kind, Kind::NotAsked);
+    EXPECT_EQ(m_failure.kind, HelloFailure::Kind::NotAsked);
     EXPECT_EQ(m_failure.detail, hostTokenFile("nas"_s));
 }
 
@@ -197,7 +194,7 @@ TEST_F(HelloTest, RefusesAServerThatCannotVerifyAsWanted)
 {
     m_visitor.verifyMode = "crc"_s;
     EXPECT_FALSE(meet());
-    EXPECT_EQ(m_failure.kind, Kind::NoCommonMode);
+    EXPECT_EQ(m_failure.kind, HelloFailure::Kind::NoCommonMode);
 }
 
 TEST_F(HelloTest, RefusesAClientWithAnotherModule)
@@ -229,7 +226,7 @@ TEST_F(HelloTest, FindsTheVersionThatBothSpeak)
     ASSERT_TRUE(channel.send(
         number(HostMessage::ClientHello),
         writeClientHello({{"2"_s, "1"_s}, "9"_s, {"VESK-3.0.0"_s, module}, {}, "ada"_s, newNonce()})));
-    EXPECT_EQ(server.wait(std::chrono::seconds(20))->result, Result::Admitted);
+    EXPECT_EQ(server.wait(std::chrono::seconds(20))->result, Reception::Result::Admitted);
 }
 
 TEST_F(HelloTest, TellsARefusalByItsKind)
@@ -242,10 +239,11 @@ TEST_F(HelloTest, TellsARefusalByItsKind)
         }));
         return m_failure.kind;
     };
-    EXPECT_EQ(refuseWith(ErrorType::badRequest()), Kind::NoCommonVersion); // of a time before the hello
-    EXPECT_EQ(refuseWith(ErrorType::noCommonVersion()), Kind::NoCommonVersion);
-    EXPECT_EQ(refuseWith(ErrorType::noCommonModule()), Kind::NoCommonVersion);
-    EXPECT_EQ(refuseWith(ErrorType::tooManyConnections()), Kind::Refused);
+    EXPECT_EQ(refuseWith(ErrorType::badRequest()),
+              HelloFailure::Kind::NoCommonVersion); // of a time before the hello
+    EXPECT_EQ(refuseWith(ErrorType::noCommonVersion()), HelloFailure::Kind::NoCommonVersion);
+    EXPECT_EQ(refuseWith(ErrorType::noCommonModule()), HelloFailure::Kind::NoCommonVersion);
+    EXPECT_EQ(refuseWith(ErrorType::tooManyConnections()), HelloFailure::Kind::Refused);
     EXPECT_EQ(m_failure.detail, ErrorType::tooManyConnections());
 }
 
@@ -257,7 +255,7 @@ TEST_F(HelloTest, DoesNotBelieveAServerThatSendsTheClientsWordsBack)
         answer.proof = makeProof(token, Role::Client, {hello, withoutProof(answer)});
         (void)channel.send(number(HostMessage::ServerHello), writeServerHello(answer)); // as above
     }));
-    EXPECT_EQ(m_failure.kind, Kind::NotProven);
+    EXPECT_EQ(m_failure.kind, HelloFailure::Kind::NotProven);
 }
 
 TEST_F(HelloTest, DoesNotBelieveAReplayedAnswer)
@@ -267,7 +265,7 @@ TEST_F(HelloTest, DoesNotBelieveAReplayedAnswer)
     EXPECT_FALSE(meetScripted([&](MessageChannel &channel, const QString &) {
         (void)channel.send(number(HostMessage::ServerHello), writeServerHello(answerWith(token, earlier)));
     }));
-    EXPECT_EQ(m_failure.kind, Kind::NotProven);
+    EXPECT_EQ(m_failure.kind, HelloFailure::Kind::NotProven);
 }
 
 TEST_F(HelloTest, DoesNotBelieveAnAnswerThatWasAltered)
@@ -286,7 +284,7 @@ TEST_F(HelloTest, DoesNotBelieveAnAnswerThatWasAltered)
             alter(answer);
             (void)channel.send(number(HostMessage::ServerHello), writeServerHello(answer));
         }));
-        EXPECT_EQ(m_failure.kind, Kind::NotProven);
+        EXPECT_EQ(m_failure.kind, HelloFailure::Kind::NotProven);
     }
 }
 
@@ -298,22 +296,22 @@ TEST_F(HelloTest, TakesNothingFromNonsense)
         EXPECT_FALSE(meetScripted([&](MessageChannel &channel, const QString &) {
             (void)channel.send(number(HostMessage::ServerHello), text);
         }));
-        EXPECT_EQ(m_failure.kind, Kind::Garbled) << qPrintable(text);
+        EXPECT_EQ(m_failure.kind, HelloFailure::Kind::Garbled) << qPrintable(text);
     }
     EXPECT_FALSE(meetScripted([&](MessageChannel &channel, const QString &) {
         (void)channel.send(number(HostMessage::Pong), "vpm1 0\n"_s);
     }));
-    EXPECT_EQ(m_failure.kind, Kind::Garbled);
+    EXPECT_EQ(m_failure.kind, HelloFailure::Kind::Garbled);
     EXPECT_FALSE(meetScripted([&](MessageChannel &channel, const QString &) {
         (void)channel.send(number(HostMessage::ServerHello), QString(maxHelloBytes + 1, 'x'));
     }));
-    EXPECT_EQ(m_failure.kind, Kind::Garbled);
+    EXPECT_EQ(m_failure.kind, HelloFailure::Kind::Garbled);
 }
 
 TEST_F(HelloTest, EndsWhenTheServerLeaves)
 {
     EXPECT_FALSE(meetScripted([](MessageChannel &, const QString &) {}));
-    EXPECT_EQ(m_failure.kind, Kind::Lost);
+    EXPECT_EQ(m_failure.kind, HelloFailure::Kind::Lost);
 }
 
 TEST_F(HelloTest, RefusesAHelloThatIsNone)
@@ -328,7 +326,7 @@ TEST_F(HelloTest, RefusesAHelloThatIsNone)
         const UdtPair pair;
         MessageChannel channel(pair.server());
         const Reception reception = receiveHello(channel, m_terms, text);
-        EXPECT_EQ(reception.result, Result::Refused) << qPrintable(text);
+        EXPECT_EQ(reception.result, Reception::Result::Refused) << qPrintable(text);
         EXPECT_EQ(reception.errorType, ErrorType::badHello()) << qPrintable(text);
     }
 }

@@ -1,5 +1,7 @@
 #include "host/server/idle_watch.h"
 
+#include "tests/support/soon.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,13 +10,12 @@
 
 using namespace VESK::Host;
 using std::chrono::milliseconds;
-using std::chrono::seconds;
+using VESK::Test::soon;
 
 namespace
 {
 
 constexpr milliseconds quiet(50);
-constexpr seconds soon(20); // a generous limit
 
 TEST(IdleWatchTest, ActsWhenTheLastVisitorIsGone)
 {

@@ -1,6 +1,8 @@
 #include "host/client/interruption.h"
 #include "host/client/job_queue.h"
 
+#include "tests/support/soon.h"
+
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -8,11 +10,11 @@
 #include <thread>
 
 using namespace VESK::Host;
+using VESK::Test::soon;
 
 namespace
 {
 
-constexpr std::chrono::seconds limit{10};
 constexpr std::chrono::milliseconds moment{50}; // in which something that may not happen would
 
 JobQueue::Work work(const char *name)
@@ -45,7 +47,7 @@ TEST(JobQueueTest, MakesTheFinderWaitWhenItIsFull)
     std::future<void> second = push(queue, "b");
     EXPECT_EQ(second.wait_for(moment), std::future_status::timeout);
     (void)queue.take();
-    EXPECT_EQ(second.wait_for(limit), std::future_status::ready);
+    EXPECT_EQ(second.wait_for(soon), std::future_status::ready);
 }
 
 TEST(JobQueueTest, NeverHasTwoTasksForOneTargetOut)
@@ -56,7 +58,7 @@ TEST(JobQueueTest, NeverHasTwoTasksForOneTargetOut)
     std::future<void> second = push(queue, "a");
     EXPECT_EQ(second.wait_for(moment), std::future_status::timeout);
     queue.done(*first);
-    EXPECT_EQ(second.wait_for(limit), std::future_status::ready);
+    EXPECT_EQ(second.wait_for(soon), std::future_status::ready);
 }
 
 TEST(JobQueueTest, GivesWhatWasPutBackFirst)
@@ -97,7 +99,7 @@ TEST(JobQueueTest, WaitsForNothingOnceItIsHurried)
         std::async(std::launch::async, [&queue] { return queue.take(); });
     EXPECT_EQ(next.wait_for(moment), std::future_status::timeout);
     queue.hurry();
-    ASSERT_EQ(next.wait_for(limit), std::future_status::ready);
+    ASSERT_EQ(next.wait_for(soon), std::future_status::ready);
     queue.putBack(*next.get());
     EXPECT_TRUE(queue.take());
 }
@@ -112,7 +114,7 @@ TEST(JobQueueTest, EndsOnlyWhenNothingCanBePutBackAnyMore)
         std::async(std::launch::async, [&queue] { return queue.take(); });
     EXPECT_EQ(next.wait_for(moment), std::future_status::timeout);
     queue.done(*out);
-    ASSERT_EQ(next.wait_for(limit), std::future_status::ready);
+    ASSERT_EQ(next.wait_for(soon), std::future_status::ready);
     EXPECT_FALSE(next.get());
 }
 

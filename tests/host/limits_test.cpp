@@ -1,4 +1,5 @@
 #include "tests/host/client_test.h"
+#include "tests/host/exit_status.h"
 
 #include "vesk_base/paths.h"
 
@@ -16,14 +17,11 @@ using testing::HasSubstr;
 namespace
 {
 
-constexpr int nothingToDo = 10;
-constexpr int limitReached = 11;
-constexpr int interrupted = 130;
-constexpr qint64 fileSize = 40 << 20; // bytes
-
 class LimitsTest : public ClientTest
 {
 protected:
+    static constexpr qint64 fileSize = 40 << 20; // bytes
+
     void SetUp() override
     {
         ASSERT_TRUE(m_directory.mkdir(QStringLiteral("srv")));
@@ -58,7 +56,7 @@ TEST_F(LimitsTest, StopsAfterSoMuchTimeAndKeepsWhatHasArrived)
 {
     EXPECT_EQ(run(put({QStringLiteral("--limit-rate"), QStringLiteral("2M"), QStringLiteral("--max-time"),
                        QStringLiteral("5")})),
-              limitReached)
+              ExitStatus::limitReached)
         << m_err;
     EXPECT_THAT(m_err, HasSubstr("--max-time"));
     EXPECT_GT(sizeOf(m_partial), 0);
@@ -71,7 +69,7 @@ TEST_F(LimitsTest, StopsAfterSoManyBytesAndKeepsWhatHasArrived)
 {
     EXPECT_EQ(run(put({QStringLiteral("--limit-rate"), QStringLiteral("10M"), QStringLiteral("--max-bytes"),
                        QStringLiteral("5M")})),
-              limitReached)
+              ExitStatus::limitReached)
         << m_err;
     EXPECT_THAT(m_err, HasSubstr("--max-bytes"));
     EXPECT_GT(sizeOf(m_partial), 1 << 20);
@@ -97,7 +95,7 @@ TEST_F(LimitsTest, RemovesWhatHasArrivedOnTheServerWhenToldTo)
     Program client(put({QStringLiteral("--discard"), QStringLiteral("--limit-rate"), QStringLiteral("5M")}));
     ASSERT_TRUE(waitUntil([&] { return sizeOf(m_partial) > 1 << 20; })) << qPrintable(client.err());
     client.signal(SIGINT);
-    EXPECT_EQ(client.waitForEnd(20000), interrupted) << qPrintable(client.err());
+    EXPECT_EQ(client.waitForEnd(20000), ExitStatus::interrupted) << qPrintable(client.err());
     EXPECT_THAT(client.err().toStdString(), HasSubstr("discarded: big"));
     EXPECT_FALSE(QFile::exists(m_partial));
     EXPECT_FALSE(m_directory.exists(QStringLiteral("srv/big")));
@@ -111,7 +109,7 @@ TEST_F(LimitsTest, RemovesWhatHasArrivedAtTheSecondInterrupt)
     client.signal(SIGINT);
     ASSERT_TRUE(waitUntil([&] { return client.err().contains(QStringLiteral("interrupted: big")); }));
     client.signal(SIGINT);
-    EXPECT_EQ(client.waitForEnd(20000), interrupted) << qPrintable(client.err());
+    EXPECT_EQ(client.waitForEnd(20000), ExitStatus::interrupted) << qPrintable(client.err());
     EXPECT_FALSE(QFile::exists(m_partial)) << qPrintable(client.err());
 }
 
@@ -122,15 +120,15 @@ TEST_F(LimitsTest, RemovesWhatHasArrivedHereWhenToldTo)
     Program client(get({QStringLiteral("--discard"), QStringLiteral("--limit-rate"), QStringLiteral("5M")}));
     ASSERT_TRUE(waitUntil([&] { return sizeOf(partial) > 1 << 20; })) << qPrintable(client.err());
     client.signal(SIGINT);
-    EXPECT_EQ(client.waitForEnd(20000), interrupted) << qPrintable(client.err());
+    EXPECT_EQ(client.waitForEnd(20000), ExitStatus::interrupted) << qPrintable(client.err());
     EXPECT_FALSE(QFile::exists(partial));
 }
 
 TEST_F(LimitsTest, FailsWhenNothingWasToBeDone)
 {
     ASSERT_EQ(run(put({QStringLiteral("--fail-if-nothing")})), 0) << m_err;
-    EXPECT_EQ(run(put({QStringLiteral("--fail-if-nothing")})), nothingToDo) << m_err;
-    EXPECT_EQ(m_summary.value(QStringLiteral("exitCode")).toInt(), nothingToDo);
+    EXPECT_EQ(run(put({QStringLiteral("--fail-if-nothing")})), ExitStatus::nothingToDo) << m_err;
+    EXPECT_EQ(m_summary.value(QStringLiteral("exitCode")).toInt(), ExitStatus::nothingToDo);
 }
 
 TEST_F(LimitsTest, TriesAgainAsOftenAndAsSoonAsToldTo)

@@ -1,6 +1,7 @@
 #include "host/server/log_writer.h"
 
 #include "tests/support/background.h"
+#include "tests/support/soon.h"
 
 #include <gmock/gmock.h>
 
@@ -14,12 +15,12 @@
 using namespace VESK::Host;
 using testing::EndsWith;
 using VESK::Test::Background;
+using VESK::Test::soon;
 
 namespace
 {
 
 constexpr int queueLimit = 1 << 16; // bytes
-constexpr std::chrono::seconds soon(20); // a generous limit for what takes no time
 
 /// A writer to a small pipe.
 class LogWriterTest : public testing::Test

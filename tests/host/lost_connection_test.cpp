@@ -1,6 +1,8 @@
 #include "tests/host/client_test.h"
 #include "tests/host/crowded_server.h"
+#include "tests/host/exit_status.h"
 #include "tests/host/scripted_server.h"
+#include "tests/support/soon.h"
 
 #include "host/error_type.h"
 
@@ -18,9 +20,6 @@ using testing::Not;
 
 namespace
 {
-
-constexpr int refused = 8;
-constexpr std::chrono::seconds limit{20};
 
 class LostConnectionTest : public ClientTest
 {
@@ -70,7 +69,7 @@ protected:
     CrowdedServer::Script staying(std::shared_future<void> go)
     {
         return [this, go](ScriptedPeer &peer) {
-            EXPECT_EQ(go.wait_for(limit), std::future_status::ready);
+            EXPECT_EQ(go.wait_for(soon), std::future_status::ready);
             while (answerTask(peer))
                 continue;
         };
@@ -114,7 +113,7 @@ TEST_F(LostConnectionTest, TheLastConnectionIsAskedForUntilTheRetriesAreUsedUp)
 {
     std::promise<void> ended;
     const CrowdedServer server({ending(ended)});
-    EXPECT_EQ(put({QStringLiteral("--retries"), QStringLiteral("2")}), refused) << m_err;
+    EXPECT_EQ(put({QStringLiteral("--retries"), QStringLiteral("2")}), ExitStatus::refused) << m_err;
     EXPECT_GE(server.refusals(), 2) << m_err; // a second connection may have been begun before the loss
 }
 

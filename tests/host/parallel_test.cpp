@@ -139,7 +139,7 @@ TEST_F(ParallelTest, TellsOnceThatTheServerIsNotThere)
 
 TEST_F(ParallelTest, GoesOnByItselfAfterTheServerWasKilledAndStartedAgain)
 {
-    constexpr int count = 3000;
+    constexpr int count = 1500;
     writeFiles(count);
     auto server = std::make_unique<ServerProgram>(m_directory.path(QStringLiteral("srv")));
     const quint16 port = server->port();
@@ -158,7 +158,7 @@ TEST_F(ParallelTest, GoesOnByItselfAfterTheServerWasKilledAndStartedAgain)
 
 TEST_F(ParallelTest, EndsSoonWhenInterruptedAndGoesOnLater)
 {
-    constexpr int count = 3000;
+    constexpr int count = 1500;
     writeFiles(count);
     ServerProgram server(m_directory.path(QStringLiteral("srv")));
     Program client(quietPutArguments(server) + QStringList{QStringLiteral("-j8")});

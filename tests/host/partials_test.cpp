@@ -1,4 +1,5 @@
 #include "tests/host/client_test.h"
+#include "tests/host/exit_status.h"
 
 #include "vesk_base/paths.h"
 
@@ -17,7 +18,6 @@ using testing::MatchesRegex;
 namespace
 {
 
-constexpr int usage = 2;
 constexpr qint64 hour = 3600; // seconds
 constexpr qint64 day = 24 * hour;
 
@@ -87,10 +87,10 @@ TEST_F(PartialsTest, AreRemovedWhenTheyAreOld)
 
 TEST_F(PartialsTest, AreNotRemovedWithoutAnAgeOfAnHour)
 {
-    EXPECT_EQ(partials({QStringLiteral("--remove")}), usage);
+    EXPECT_EQ(partials({QStringLiteral("--remove")}), ExitStatus::usage);
     EXPECT_THAT(m_err, HasSubstr("--remove needs --older-than, of an hour at least"));
     EXPECT_EQ(partials({QStringLiteral("--remove"), QStringLiteral("--older-than"), QStringLiteral("59m")}),
-              usage);
+              ExitStatus::usage);
     EXPECT_TRUE(QFile::exists(m_old));
 }
 
@@ -112,7 +112,8 @@ TEST_F(PartialsTest, AreToldAsEvents)
 
 TEST_F(PartialsTest, AreNotLookedForInAFile)
 {
-    EXPECT_EQ(run({QStringLiteral("partials"), m_directory.path(QStringLiteral("in/plain"))}), usage);
+    EXPECT_EQ(run({QStringLiteral("partials"), m_directory.path(QStringLiteral("in/plain"))}),
+              ExitStatus::usage);
     EXPECT_THAT(m_err, HasSubstr("in/plain is not a directory"));
 }
 

@@ -3,6 +3,7 @@
 #include "host/columns.h"
 
 #include "tests/support/qt_text.h"
+#include "tests/support/sizes.h"
 
 #include <gmock/gmock.h>
 
@@ -12,21 +13,21 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
+using VESK::Test::mib;
 
 namespace
 {
 
-constexpr qint64 mebibyte = 1 << 20;
 constexpr int tall = 24;
 
 RunProgress::Task task(const QString &name, Phase phase = Phase::Sending)
 {
     ProgressView view;
     view.phase = phase;
-    view.total = 1000 * mebibyte;
-    view.arrived = 420 * mebibyte;
+    view.total = 1000 * mib;
+    view.arrived = 420 * mib;
     view.percent = 42;
-    view.bytesPerSecond = 35.2 * mebibyte;
+    view.bytesPerSecond = 35.2 * mib;
     view.secondsLeft = 83;
     return {name, view};
 }
@@ -39,9 +40,9 @@ RunProgress runOf(int tasks)
     run.filesDone = 3;
     run.filesKnown = 12;
     run.allAreKnown = true;
-    run.bytesDone = 2048 * mebibyte;
-    run.bytesKnown = 8192 * mebibyte;
-    run.bytesPerSecond = 70.4 * mebibyte;
+    run.bytesDone = 2048 * mib;
+    run.bytesKnown = 8192 * mib;
+    run.bytesPerSecond = 70.4 * mib;
     run.secondsLeft = 87;
     return run;
 }

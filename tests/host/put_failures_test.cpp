@@ -1,3 +1,4 @@
+#include "tests/host/exit_status.h"
 #include "tests/host/program.h"
 
 #include "tests/support/temp_dir.h"
@@ -17,12 +18,6 @@ using testing::HasSubstr;
 
 namespace
 {
-
-constexpr int usage = 2;
-constexpr int unreachable = 3;
-constexpr int sourceMissing = 5;
-constexpr int localFile = 7;
-constexpr int refused = 8;
 
 class PutFailuresTest : public testing::Test
 {
@@ -56,14 +51,14 @@ protected:
 
 TEST_F(PutFailuresTest, TellsWrongUseBeforeTryingAnything)
 {
-    EXPECT_EQ(put({}), usage);
-    EXPECT_EQ(put({m_file}), usage);
-    EXPECT_EQ(put({m_file, QStringLiteral("no-server")}), usage);
+    EXPECT_EQ(put({}), ExitStatus::usage);
+    EXPECT_EQ(put({m_file}), ExitStatus::usage);
+    EXPECT_EQ(put({m_file, QStringLiteral("no-server")}), ExitStatus::usage);
     EXPECT_EQ(
         put({m_file, QStringLiteral("127.0.0.1:in"), QStringLiteral("--verify"), QStringLiteral("crc")}),
-        usage);
-    EXPECT_EQ(put({m_file, QStringLiteral("127.0.0.1:in"), QStringLiteral("--unknown")}), usage);
-    EXPECT_EQ(put({m_file, QStringLiteral("127.0.0.1:in/../x")}), usage);
+        ExitStatus::usage);
+    EXPECT_EQ(put({m_file, QStringLiteral("127.0.0.1:in"), QStringLiteral("--unknown")}), ExitStatus::usage);
+    EXPECT_EQ(put({m_file, QStringLiteral("127.0.0.1:in/../x")}), ExitStatus::usage);
 }
 
 TEST_F(PutFailuresTest, TellsAServerThatIsNotThere)
@@ -76,13 +71,13 @@ TEST_F(PutFailuresTest, TellsAServerThatIsNotThere)
     }
     EXPECT_EQ(
         put({m_file, QStringLiteral("127.0.0.1:in"), QStringLiteral("--port"), QString::number(freePort)}),
-        unreachable);
+        ExitStatus::unreachable);
     EXPECT_THAT(m_err, HasSubstr("refuses connections"));
 }
 
 TEST_F(PutFailuresTest, TellsANameWithoutAddress)
 {
-    EXPECT_EQ(put({m_file, QStringLiteral("name.invalid:in")}), unreachable);
+    EXPECT_EQ(put({m_file, QStringLiteral("name.invalid:in")}), ExitStatus::unreachable);
     EXPECT_THAT(m_err, HasSubstr("name.invalid has no address"));
 }
 
@@ -90,14 +85,14 @@ TEST_F(PutFailuresTest, TellsASourceThatIsNotThere)
 {
     ServerProgram server(m_directory.path(QStringLiteral("in")));
     EXPECT_EQ(put({m_directory.path(QStringLiteral("absent\n")), server.url(QStringLiteral("in"))}),
-              sourceMissing);
+              ExitStatus::sourceMissing);
     EXPECT_THAT(m_err, HasSubstr("absent\\n: no such file"));
 }
 
 TEST_F(PutFailuresTest, TellsADirectoryGivenAsAFile)
 {
     ServerProgram server(m_directory.path(QStringLiteral("in")));
-    EXPECT_EQ(put({m_directory.path(), server.url(QStringLiteral("in"))}), localFile);
+    EXPECT_EQ(put({m_directory.path(), server.url(QStringLiteral("in"))}), ExitStatus::localFile);
     EXPECT_THAT(m_err, HasSubstr("directory"));
 }
 
@@ -124,14 +119,14 @@ TEST_F(PutFailuresTest, TellsAFileThatCannotBeRead)
     // That user cannot read our token either.
     ServerProgram server(m_directory.path(QStringLiteral("in")), 0,
                          {QStringLiteral("--auth"), QStringLiteral("none")});
-    EXPECT_EQ(put({m_file, server.url(QStringLiteral("in"))}, wrapper), localFile) << m_err;
+    EXPECT_EQ(put({m_file, server.url(QStringLiteral("in"))}, wrapper), ExitStatus::localFile) << m_err;
     EXPECT_THAT(m_err, HasSubstr("cannot read it"));
 }
 
 TEST_F(PutFailuresTest, TellsAnUnknownShare)
 {
     ServerProgram server(m_directory.path(QStringLiteral("in")));
-    EXPECT_EQ(put({m_file, server.url(QStringLiteral("nope"))}), refused);
+    EXPECT_EQ(put({m_file, server.url(QStringLiteral("nope"))}), ExitStatus::refused);
     EXPECT_THAT(m_err, HasSubstr("no share \"nope\""));
     expectStillServing(server);
 }
@@ -141,9 +136,9 @@ TEST_F(PutFailuresTest, TellsATargetThatCannotBeMade)
     ServerProgram server(m_directory.path(QStringLiteral("in")));
     ASSERT_TRUE(m_directory.write(QStringLiteral("in/file"), "x"));
     ASSERT_TRUE(m_directory.mkdir(QStringLiteral("in/d/f")));
-    EXPECT_EQ(put({m_file, server.url(QStringLiteral("in/file/below"))}), refused);
+    EXPECT_EQ(put({m_file, server.url(QStringLiteral("in/file/below"))}), ExitStatus::refused);
     EXPECT_THAT(m_err, HasSubstr("is a file, not a directory"));
-    EXPECT_EQ(put({m_file, server.url(QStringLiteral("in/d"))}), refused);
+    EXPECT_EQ(put({m_file, server.url(QStringLiteral("in/d"))}), ExitStatus::refused);
     EXPECT_THAT(m_err, HasSubstr("a directory of that name"));
     expectStillServing(server);
 }
@@ -166,7 +161,7 @@ TEST_F(PutFailuresTest, TellsATargetThatTheServerMayNotWriteTo)
     }
     ServerProgram server(m_directory.path(QStringLiteral("in")), 0,
                          {QStringLiteral("--auth"), QStringLiteral("none")}, wrapper);
-    EXPECT_EQ(put({m_file, server.url(QStringLiteral("in"))}), refused);
+    EXPECT_EQ(put({m_file, server.url(QStringLiteral("in"))}), ExitStatus::refused);
     EXPECT_THAT(m_err, HasSubstr("not writable"));
 }
 
@@ -175,7 +170,7 @@ TEST_F(PutFailuresTest, TellsAPortThatIsTaken)
     ServerProgram first(m_directory.path(QStringLiteral("in")));
     Program second({QStringLiteral("serve"), m_directory.path(QStringLiteral("in")),
                     QStringLiteral("--listen"), QStringLiteral("127.0.0.1:%1").arg(first.port())});
-    EXPECT_EQ(second.waitForEnd(), usage);
+    EXPECT_EQ(second.waitForEnd(), ExitStatus::usage);
     EXPECT_THAT(second.err().toStdString(), HasSubstr("cannot listen on 127.0.0.1"));
 }
 
@@ -219,7 +214,7 @@ TEST_F(FullDiskTest, IsToldBeforeAnythingIsSent)
 {
     ServerProgram server(m_directory.path(QStringLiteral("in")));
     const QString big = sparse(QStringLiteral("big"), diskSize + 1);
-    EXPECT_EQ(put({big, server.url(QStringLiteral("in"))}), refused);
+    EXPECT_EQ(put({big, server.url(QStringLiteral("in"))}), ExitStatus::refused);
     EXPECT_THAT(m_err, HasSubstr("not enough free space"));
     EXPECT_EQ(m_directory.entries().filter(QStringLiteral("vsktmp")), QStringList());
     expectStillServing(server);
@@ -237,7 +232,7 @@ TEST_F(FullDiskTest, IsToldWhenItFillsUpOnTheWayAndKeepsWhatHasArrived)
     const QByteArray block(1 << 20, 'x');
     while (filler.write(block) == block.size())
         continue;
-    EXPECT_EQ(client.waitForEnd(), refused) << qPrintable(client.err());
+    EXPECT_EQ(client.waitForEnd(), ExitStatus::refused) << qPrintable(client.err());
     EXPECT_THAT(client.err().toStdString(),
                 testing::AnyOf(HasSubstr("disk is full"), HasSubstr("free space")));
     EXPECT_GT(sizeOf(partial), 1 << 20);

@@ -17,11 +17,11 @@ using testing::HasSubstr;
 namespace
 {
 
-constexpr qint64 fileSize = (100 << 20) + 12345; // bytes; takes long enough to be stopped on the way
-
 class ResumeTest : public testing::Test
 {
 protected:
+    static constexpr qint64 fileSize = (100 << 20) + 12345; // bytes; enough to be stopped on the way
+
     void SetUp() override
     {
         ASSERT_TRUE(m_directory.mkdir(QStringLiteral("in")));

@@ -24,7 +24,7 @@ struct Family {
 };
 
 // What stands in `text`; a line that is none of the format is a failure.
-QList<Family> parse(const QString &text)
+QList<Family> familiesOf(const QString &text)
 {
     static const QRegularExpression help(QStringLiteral("^# HELP ([a-z_]+) (.+)$"));
     static const QRegularExpression type(QStringLiteral("^# TYPE ([a-z_]+) (counter|gauge|histogram)$"));
@@ -76,7 +76,7 @@ TEST_F(ServerMeterTest, DescribesEachNameOnceAndGivesNoSampleTwice)
     m_meter.addRefusal(QStringLiteral("Busy"));
     QSet<QString> names;
     QSet<QString> samples;
-    for (const Family &family : parse(textOf(m_meter))) {
+    for (const Family &family : familiesOf(textOf(m_meter))) {
         EXPECT_FALSE(names.contains(family.name)) << qPrintable(family.name);
         EXPECT_FALSE(family.kind.isEmpty()) << qPrintable(family.name);
         EXPECT_FALSE(family.samples.isEmpty()) << qPrintable(family.name);
@@ -92,7 +92,7 @@ TEST_F(ServerMeterTest, DescribesEachNameOnceAndGivesNoSampleTwice)
 TEST_F(ServerMeterTest, NamesCountersAndOnlyThemTotals)
 {
     m_meter.addRefusal(QStringLiteral("Busy"));
-    for (const Family &family : parse(textOf(m_meter)))
+    for (const Family &family : familiesOf(textOf(m_meter)))
         EXPECT_EQ(family.name.endsWith(QLatin1String("_total")), family.kind == QLatin1String("counter"))
             << qPrintable(family.name);
 }
@@ -158,7 +158,7 @@ TEST_F(ServerMeterTest, EscapesWordsOfHandlers)
     m_meter.addRefusal(QStringLiteral("a\"b\\c\nd"));
     EXPECT_EQ(missingFrom(textOf(m_meter), {QStringLiteral(R"(vesk_refusals_total{reason="a\"b\\c\nd"} 1)")}),
               QStringList());
-    (void)parse(textOf(m_meter));
+    (void)familiesOf(textOf(m_meter));
 }
 
 } // namespace

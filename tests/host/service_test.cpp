@@ -1,4 +1,5 @@
 #include "tests/host/client_test.h"
+#include "tests/host/exit_status.h"
 
 #include "vesk_base/paths.h"
 
@@ -21,15 +22,11 @@ using testing::Not;
 namespace
 {
 
-constexpr int usage = 2;
-constexpr int notAllowed = 4;
-constexpr int refused = 8;
-constexpr int terminated = 143;
-constexpr qint64 bigSize = 30 << 20; // bytes; some seconds at the rate below
-
 class ServiceTest : public ClientTest
 {
 protected:
+    static constexpr qint64 fileSize = 30 << 20; // bytes; some seconds at the rate below
+
     void SetUp() override
     {
         ASSERT_TRUE(m_directory.mkdir(QStringLiteral("in")));
@@ -83,7 +80,7 @@ protected:
     // An upload that takes some seconds, on its way.
     std::unique_ptr<Program> slowPut(const QStringList &more = {}, const QStringList &wrapper = {})
     {
-        EXPECT_TRUE(m_directory.write(QStringLiteral("big"), pattern(bigSize)));
+        EXPECT_TRUE(m_directory.write(QStringLiteral("big"), pattern(fileSize)));
         auto client = std::make_unique<Program>(
             QStringList{QStringLiteral("put"), QStringLiteral("--limit-rate"), QStringLiteral("8M"),
                         m_directory.path(QStringLiteral("big")), m_server->url(QStringLiteral("in"))}
@@ -102,7 +99,7 @@ protected:
 TEST_F(ServiceTest, ReadsItsSettingsAnewOnSighup)
 {
     startWithConfiguration(shareWith(QStringLiteral("r")));
-    EXPECT_EQ(put(), notAllowed);
+    EXPECT_EQ(put(), ExitStatus::notAllowed);
     configure(shareWith(QStringLiteral("rw")));
     reload(QStringLiteral("settings read anew; shares: in (rw)"));
     EXPECT_EQ(put(), 0) << m_err;
@@ -133,7 +130,7 @@ TEST_F(ServiceTest, FinishesWhatRunsByTheSettingsItBeganWith)
     configure(shareWith(QStringLiteral("r")));
     reload(QStringLiteral("shares: in (r)"));
     EXPECT_EQ(client->waitForEnd(), 0) << qPrintable(client->err());
-    EXPECT_EQ(put(), notAllowed);
+    EXPECT_EQ(put(), ExitStatus::notAllowed);
 }
 
 TEST_F(ServiceTest, TellsItsConnectionsOnSigusr1)
@@ -151,7 +148,7 @@ TEST_F(ServiceTest, TellsItsConnectionsOnSigusr1)
 TEST_F(ServiceTest, LeavesSpaceForOthers)
 {
     start({QStringLiteral("--min-free"), QStringLiteral("4000T")});
-    EXPECT_EQ(put(), refused);
+    EXPECT_EQ(put(), ExitStatus::refused);
     EXPECT_THAT(m_err, HasSubstr("not enough free space"));
 }
 
@@ -162,7 +159,7 @@ TEST_F(ServiceTest, LetsOneUserTakeSoManyPlacesOnly)
     EXPECT_EQ(put({QStringLiteral("--user"), QStringLiteral("bob")}), 0) << m_err;
     EXPECT_EQ(put({QStringLiteral("--user"), QStringLiteral("ada"), QStringLiteral("--retries"),
                    QStringLiteral("0")}),
-              refused)
+              ExitStatus::refused)
         << m_err;
     EXPECT_THAT(m_err, HasSubstr("too many connections"));
     EXPECT_EQ(client->waitForEnd(), 0) << qPrintable(client->err());
@@ -255,7 +252,7 @@ TEST_F(ServiceTest, DoesNotLetTheWorldInWithoutAToken)
     const QStringList open = {QStringLiteral("serve"), m_directory.path(QStringLiteral("in")),
                               QStringLiteral("--auth"), QStringLiteral("none"), QStringLiteral("--listen")};
     for (const char *const address : {"0.0.0.0:0", "[::]:0", "192.0.2.1:0"}) {
-        EXPECT_EQ(run(open + QStringList{QString::fromLatin1(address)}), usage) << address;
+        EXPECT_EQ(run(open + QStringList{QString::fromLatin1(address)}), ExitStatus::usage) << address;
         EXPECT_THAT(m_err, HasSubstr("lets everybody in")) << address;
     }
 }
@@ -265,7 +262,7 @@ TEST_F(ServiceTest, ClientKeepsWhatHasArrivedWhenItsTerminalGoes)
     start({});
     const auto client = slowPut();
     client->signal(SIGHUP);
-    EXPECT_EQ(client->waitForEnd(), terminated) << qPrintable(client->err());
+    EXPECT_EQ(client->waitForEnd(), ExitStatus::terminated) << qPrintable(client->err());
     EXPECT_THAT(client->err().toStdString(), HasSubstr("what has arrived is kept"));
     EXPECT_TRUE(QFileInfo::exists(partialOf(QStringLiteral("in/big"))));
 }

@@ -19,12 +19,13 @@ using namespace VESK::Test;
 namespace
 {
 
-constexpr qint64 fileSize = 8 << 20; // bytes
 constexpr qint64 littleReading = 1 << 20;
 
 class CachedRun : public testing::Test
 {
 protected:
+    static constexpr qint64 fileSize = 8 << 20; // bytes
+
     CachedRun()
     {
         EXPECT_TRUE(directory.write("local/file"_s, pattern(fileSize)));

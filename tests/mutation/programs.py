@@ -6,10 +6,7 @@ UPLOAD = ["upload_request_test", "upload_respond_test"]
 DOWNLOAD = ["download_decision_test", "download_order_test", "download_request_test", "download_respond_test"]
 LISTING = ["list_request_test", "list_respond_test", "listing_order_test", "create_dir_test"]
 FRAME = ["handler_frame_test", "stream_handles_test", "stream_memory_test", "udt_calls_test"]
-UNIT = ["param_text_test", "paths_test", "file_modes_test", "file_state_test", "param_store_test",
-        "task_param_test", "message_channel_test", "message_limit_test", "hostile_frame_test", "stop_test",
-        "hand_on_test", "path_claim_test", "verify_value_test", "verify_failure_test", "task_values_test",
-        "task_values_disks_test", "log_sink_test", "sig_list_test", "module_loader_test"]
+UNIT = ["vesk_base_test", "sig_list_test", "task_values_disks_test", "verify_failure_test"]
 PAIR = ["sequence_test", "upload_pair_test", "transfer_pair_test", "listing_pair_test", "cheap_files_test"]
 LAST = ["torture_test", "file_faults_test", "small_disk_test", "stolen_stream_test", "stopping_peer_test",
         "throwing_host_test"]

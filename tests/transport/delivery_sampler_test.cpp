@@ -7,7 +7,7 @@ using namespace VESK;
 namespace
 {
 
-constexpr TimeUs start = 5000000;
+constexpr TimeUs senderStart = 5000000;
 constexpr std::uint32_t receiverStart = 0xFFFFFF00; // its clock wraps soon
 
 /// Sends a packet every `periodUs`, and tells of each a fixed time later.
@@ -23,7 +23,7 @@ public:
     DeliverySample run(int packets, TimeUs periodUs, TimeUs rttUs)
     {
         DeliverySample sample;
-        const TimeUs begin = start + m_time;
+        const TimeUs begin = senderStart + m_time;
         int told = 0;
         for (TimeUs time = 0; told < packets; time += 10) {
             if (time % periodUs == 0 && time / periodUs < packets)
@@ -33,7 +33,7 @@ public:
                                                begin + time, &sample));
                 ++told;
             }
-            m_time = begin + time - start;
+            m_time = begin + time - senderStart;
         }
         m_sent += packets;
         return sample;
@@ -78,38 +78,38 @@ TEST(ADeliverySampler, FindsThemAcrossTheWrapOfNumbers)
 TEST(ADeliverySampler, TakesOffTheTimeThatTheReceiverHeldAPacket)
 {
     DeliverySampler sampler(0);
-    sampler.onSent(start);
+    sampler.onSent(senderStart);
     Feedback feedback;
     feedback.received = 1;
     feedback.complete = 1;
     feedback.heldUs = 3000;
     DeliverySample sample;
-    ASSERT_TRUE(sampler.onFeedback(feedback, start + 23000, &sample));
+    ASSERT_TRUE(sampler.onFeedback(feedback, senderStart + 23000, &sample));
     EXPECT_EQ(sample.rttUs, 20000);
 }
 
 TEST(ADeliverySampler, TakesNoRoundTripTimeFromRepeatedPackets)
 {
     DeliverySampler sampler(0);
-    sampler.onSent(start);
-    EXPECT_TRUE(sampler.onRepeated(0, start + 10000));
+    sampler.onSent(senderStart);
+    EXPECT_TRUE(sampler.onRepeated(0, senderStart + 10000));
     Feedback feedback;
     feedback.received = 1;
     feedback.complete = 1;
     DeliverySample sample;
-    ASSERT_TRUE(sampler.onFeedback(feedback, start + 11000, &sample));
+    ASSERT_TRUE(sampler.onFeedback(feedback, senderStart + 11000, &sample));
     EXPECT_EQ(sample.rttUs, 0);
 }
 
 TEST(ADeliverySampler, RepeatsOnlyWhatWaitsForAcknowledgement)
 {
     DeliverySampler sampler(0);
-    sampler.onSent(start);
-    sampler.onSent(start + 100);
-    EXPECT_FALSE(sampler.onRepeated(2, start + 10000)) << "it was never sent";
+    sampler.onSent(senderStart);
+    sampler.onSent(senderStart + 100);
+    EXPECT_FALSE(sampler.onRepeated(2, senderStart + 10000)) << "it was never sent";
     sampler.acknowledge(1);
-    EXPECT_FALSE(sampler.onRepeated(0, start + 10000)) << "it has arrived";
-    EXPECT_TRUE(sampler.onRepeated(1, start + 10000));
+    EXPECT_FALSE(sampler.onRepeated(0, senderStart + 10000)) << "it has arrived";
+    EXPECT_TRUE(sampler.onRepeated(1, senderStart + 10000));
 }
 
 TEST(ADeliverySampler, MarksWhatWasSentAfterAPause)
@@ -126,8 +126,8 @@ TEST(ADeliverySampler, RefusesWhatCannotBeTrue)
     SteadyLine line(0);
     (void)line.run(100, 100, 20000);
     for (int i = 0; i < 10; ++i)
-        line.sampler.onSent(start + 100000 + i);
-    const TimeUs now = start + 200000;
+        line.sampler.onSent(senderStart + 100000 + i);
+    const TimeUs now = senderStart + 200000;
     const Feedback good = line.feedbackOf(105, now);
     DeliverySample sample;
 
@@ -155,11 +155,11 @@ TEST(ADeliverySampler, CountsNoMoreThanWasSent)
 {
     SteadyLine line(0);
     (void)line.run(100, 100, 20000);
-    line.sampler.onSent(start + 100000);
-    Feedback feedback = line.feedbackOf(100, start + 120000);
+    line.sampler.onSent(senderStart + 100000);
+    Feedback feedback = line.feedbackOf(100, senderStart + 120000);
     feedback.received = 1000000;
     DeliverySample sample;
-    ASSERT_TRUE(line.sampler.onFeedback(feedback, start + 120000, &sample));
+    ASSERT_TRUE(line.sampler.onFeedback(feedback, senderStart + 120000, &sample));
     EXPECT_EQ(sample.delivered, 101U);
 }
 
@@ -168,10 +168,12 @@ TEST(ADeliverySampler, RefusesAReceiverWhoseClockGoesBack)
     SteadyLine line(0);
     (void)line.run(100, 100, 20000);
     for (int i = 0; i < 10; ++i)
-        line.sampler.onSent(start + 50000 + i);
+        line.sampler.onSent(senderStart + 50000 + i);
     DeliverySample sample;
-    ASSERT_TRUE(line.sampler.onFeedback(line.feedbackOf(102, start + 60000), start + 60000, &sample));
-    EXPECT_FALSE(line.sampler.onFeedback(line.feedbackOf(103, start + 59000), start + 60100, &sample));
+    ASSERT_TRUE(
+        line.sampler.onFeedback(line.feedbackOf(102, senderStart + 60000), senderStart + 60000, &sample));
+    EXPECT_FALSE(
+        line.sampler.onFeedback(line.feedbackOf(103, senderStart + 59000), senderStart + 60100, &sample));
 }
 
 } // namespace

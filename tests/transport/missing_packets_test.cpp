@@ -1,20 +1,16 @@
 #include "transport/congestion/missing_packets.h"
 
+#include "tests/transport/sequences.h"
+
 #include <gmock/gmock.h>
 
 using namespace VESK;
+using namespace VESK::Test;
 using testing::ElementsAre;
 using Arrival = MissingPackets::Arrival;
 
 namespace
 {
-
-constexpr Sequence highest = 0x7FFFFFFF;
-
-std::int32_t from(Sequence sequence)
-{
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(sequence) | LossReport::rangeFlag);
-}
 
 TEST(MissingPacketSet, IsEmptyWhileAllComeInOrder)
 {
@@ -34,7 +30,7 @@ TEST(MissingPacketSet, HasWhatIsLeftOutAndLosesWhatComesLater)
     EXPECT_EQ(missing.complete(), 0);
     EXPECT_EQ(missing.arrived(2, 1700), Arrival::Late);
     EXPECT_EQ(missing.lateness(), 700);
-    EXPECT_THAT(missing.report(10), ElementsAre(from(0), 1, from(3), 4));
+    EXPECT_THAT(missing.report(10), ElementsAre(rangeFrom(0), 1, rangeFrom(3), 4));
     for (const Sequence sequence : {0, 1, 3})
         EXPECT_EQ(missing.arrived(sequence, 2000), Arrival::Late);
     EXPECT_EQ(missing.complete(), 4);
@@ -58,13 +54,15 @@ TEST(MissingPacketSet, KnowsWhatCameTwice)
 
 TEST(MissingPacketSet, GoesOnAcrossTheWrap)
 {
-    MissingPackets missing(highest - 2);
+    MissingPackets missing(highestSequence - 2);
     EXPECT_EQ(missing.arrived(3, 0), Arrival::Beyond);
-    EXPECT_THAT(missing.report(10), ElementsAre(from(highest - 2), 2));
-    EXPECT_EQ(missing.arrived(highest, 0), Arrival::Late);
-    EXPECT_THAT(missing.report(10), ElementsAre(from(highest - 2), highest - 1, from(0), 2));
+    EXPECT_THAT(missing.report(10), ElementsAre(rangeFrom(highestSequence - 2), 2));
+    EXPECT_EQ(missing.arrived(highestSequence, 0), Arrival::Late);
+    EXPECT_THAT(missing.report(10),
+                ElementsAre(rangeFrom(highestSequence - 2), highestSequence - 1, rangeFrom(0), 2));
     EXPECT_EQ(missing.arrived(0, 0), Arrival::Late);
-    EXPECT_THAT(missing.report(10), ElementsAre(from(highest - 2), highest - 1, from(1), 2));
+    EXPECT_THAT(missing.report(10),
+                ElementsAre(rangeFrom(highestSequence - 2), highestSequence - 1, rangeFrom(1), 2));
     EXPECT_EQ(missing.next(), 4);
 }
 

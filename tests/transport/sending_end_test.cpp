@@ -2,9 +2,12 @@
 
 #include "transport/congestion/loss_report.h"
 
+#include "tests/transport/sequences.h"
+
 #include <gmock/gmock.h>
 
 using namespace VESK;
+using namespace VESK::Test;
 using testing::ElementsAre;
 
 namespace
@@ -97,7 +100,7 @@ TEST(ASendingEnd, KeepsWorkingAcrossTheWrap)
     SendingEnd end(first);
     send(&end, first, 60, start);
     ASSERT_TRUE(tell(&end, 48, 30, 0x7FFFFFFF, start + rtt));
-    const auto from = static_cast<std::int32_t>(0x7FFFFFFFU | LossReport::rangeFlag);
+    const std::int32_t from = rangeFrom(highestSequence);
     EXPECT_THAT(repeated(&end, {from, 1, 1}, first), ElementsAre(from, 1));
     EXPECT_EQ(end.lost(), 3U);
     end.onAck(10, start + rtt);
@@ -109,13 +112,10 @@ TEST(ASendingEnd, NeverLeavesNumbersInAReportThatTheLibraryWouldTakeForAnAttack)
     SendingEnd end(100);
     send(&end, 100, 60, start);
     ASSERT_TRUE(tell(&end, 49, 150, 105, start + rtt));
-    const auto from = [](std::uint32_t sequence) {
-        return static_cast<std::int32_t>(sequence | LossReport::rangeFlag);
-    };
     EXPECT_TRUE(repeated(&end, {160, 5000, 90}, 100).empty()); // not sent
-    EXPECT_TRUE(repeated(&end, {from(120), 110, from(120)}, 100).empty()); // backwards, cut off
-    EXPECT_THAT(repeated(&end, {from(50), 101, from(140), 9999, 9999}, 100),
-                ElementsAre(from(100), 101, from(140), 145));
+    EXPECT_TRUE(repeated(&end, {rangeFrom(120), 110, rangeFrom(120)}, 100).empty()); // backwards, cut off
+    EXPECT_THAT(repeated(&end, {rangeFrom(50), 101, rangeFrom(140), 9999, 9999}, 100),
+                ElementsAre(rangeFrom(100), 101, rangeFrom(140), 145));
 }
 
 TEST(ASendingEnd, IsKeptBusyByNoEndlessReports)

@@ -1,13 +1,14 @@
 #include "transport/congestion/sequence.h"
 
+#include "tests/transport/sequences.h"
+
 #include <gtest/gtest.h>
 
 using namespace VESK;
+using namespace VESK::Test;
 
 namespace
 {
-
-constexpr Sequence highest = 0x7FFFFFFF;
 
 TEST(Sequences, AreAsFarApartAsTheirNumbers)
 {
@@ -18,18 +19,18 @@ TEST(Sequences, AreAsFarApartAsTheirNumbers)
 
 TEST(Sequences, AreAsFarApartAcrossTheWrap)
 {
-    EXPECT_EQ(sequenceOffset(highest, 0), 1);
-    EXPECT_EQ(sequenceOffset(0, highest), -1);
-    EXPECT_EQ(sequenceOffset(highest - 2, 4), 7);
-    EXPECT_EQ(sequenceOffset(4, highest - 2), -7);
+    EXPECT_EQ(sequenceOffset(highestSequence, 0), 1);
+    EXPECT_EQ(sequenceOffset(0, highestSequence), -1);
+    EXPECT_EQ(sequenceOffset(highestSequence - 2, 4), 7);
+    EXPECT_EQ(sequenceOffset(4, highestSequence - 2), -7);
 }
 
 TEST(Sequences, GoOnAtZeroAfterTheHighest)
 {
-    EXPECT_EQ(sequenceAfter(highest, 1), 0);
-    EXPECT_EQ(sequenceAfter(highest - 1, 5), 3);
-    EXPECT_EQ(sequenceAfter(0, -1), highest);
-    EXPECT_EQ(sequenceAfter(3, -5), highest - 1);
+    EXPECT_EQ(sequenceAfter(highestSequence, 1), 0);
+    EXPECT_EQ(sequenceAfter(highestSequence - 1, 5), 3);
+    EXPECT_EQ(sequenceAfter(0, -1), highestSequence);
+    EXPECT_EQ(sequenceAfter(3, -5), highestSequence - 1);
 }
 
 } // namespace

@@ -10,9 +10,11 @@ using namespace VESK::Test;
 namespace
 {
 
-constexpr int listKind = 9;
-const QString endless(maxListPayload,
-                      QLatin1Char('x')); // beyond all buffers
+// Beyond all buffers. Not made before it is wanted: every case of this program is a process of its own.
+QString endless()
+{
+    return QString(maxListPayload, QLatin1Char('x'));
+}
 
 /// How soon a stop ends a call: 50 ms, a busy machine, and below the 2 s that a remembered stop grants.
 constexpr milliseconds promptly(1500);
@@ -83,7 +85,7 @@ TEST_F(Stop, WithinAMessageBreaksTheChannel)
 TEST_F(Stop, EndsASendThatThePeerDoesNotTake)
 {
     {
-        const Background sender([&] { return m_channel.send(listKind, endless); });
+        const Background sender([&] { return m_channel.send(number(MessageKind::ListContent), endless()); });
         // No sooner: of a long listing the frame is made first, and a stop meanwhile sends nothing.
         ASSERT_TRUE(beginsToArrive(m_pair.client()));
         EXPECT_FALSE(sender.wait(milliseconds(500)));
@@ -99,7 +101,7 @@ TEST_F(Stop, WhileTheFrameIsMadeSendsNothing)
     for (int attempt = 0; attempt < 20; ++attempt) {
         const UdtPair pair;
         MessageChannel channel(pair.server(), &m_flags);
-        const Background sender([&] { return channel.send(listKind, endless); });
+        const Background sender([&] { return channel.send(number(MessageKind::ListContent), endless()); });
         while (!sender.wait(milliseconds(0)))
             m_flags.active = false;
         ASSERT_EQ(sender.wait(milliseconds(0)), false);
@@ -149,7 +151,7 @@ TEST_F(Stop, ThatNobodyAskedForBoundsNoWait)
 TEST_F(Stop, BetweenTwoCallsBoundsTheNextSend)
 {
     stop(m_flags);
-    const Background sender([&] { return m_channel.send(listKind, endless); });
+    const Background sender([&] { return m_channel.send(number(MessageKind::ListContent), endless()); });
     EXPECT_EQ(sender.wait(seconds(15)), false); // after the buffers have filled
 }
 

@@ -1,5 +1,6 @@
 #include "tests/support/background.h"
 #include "tests/support/ordinary_user.h"
+#include "tests/support/sizes.h"
 #include "tests/support/temp_dir.h"
 
 #include "vesk_base/verify_value.h"
@@ -22,9 +23,6 @@ using namespace VESK::Test;
 
 namespace
 {
-
-constexpr qint64 kib = 1 << 10;
-constexpr qint64 mib = 1 << 20;
 
 const char *const modes[] = {"md5", "sha1", "sha256", "fileattr", "", "true", "MD5", "anything"};
 
