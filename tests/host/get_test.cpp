@@ -1,7 +1,5 @@
+#include "tests/host/client_test.h"
 #include "tests/host/exit_status.h"
-#include "tests/host/program.h"
-
-#include "tests/support/temp_dir.h"
 
 #include "vesk_base/paths.h"
 
@@ -13,16 +11,13 @@
 
 #include <sys/stat.h>
 
-#include <csignal>
-#include <memory>
-
 using namespace VESK::Test;
 using testing::HasSubstr;
 
 namespace
 {
 
-class GetTest : public testing::Test
+class GetTest : public ClientTest
 {
 protected:
     void SetUp() override { ASSERT_TRUE(m_directory.mkdir(QStringLiteral("srv"))); }
@@ -33,19 +28,9 @@ protected:
     // The exit code of `vesk get --json <more> <path in the share> <target>`.
     int get(ServerProgram &server, const QString &path, const QStringList &more = {})
     {
-        Program client(QStringList{QStringLiteral("get"), QStringLiteral("--json")} + more
-                       + QStringList{server.url(QStringLiteral("srv/") + path), target()});
-        const int code = client.waitForEnd();
-        m_err = client.err().toStdString();
-        m_summary = client.event(QStringLiteral("summary"));
-        return code;
+        return run(QStringList{QStringLiteral("get"), QStringLiteral("--json")} + more
+                   + QStringList{server.url(QStringLiteral("srv/") + path), target()});
     }
-
-    int counted(const char *field) const { return m_summary.value(QLatin1String(field)).toInt(-1); }
-
-    TempDir m_directory;
-    std::string m_err;
-    QJsonObject m_summary;
 };
 
 TEST_F(GetTest, BringsBytesAndTimeOverAndMakesTheDirectory)
@@ -190,104 +175,6 @@ TEST_F(GetTest, TellsWrongUseBeforeTryingAnything)
         EXPECT_EQ(client.waitForEnd(), ExitStatus::usage);
     }
     EXPECT_FALSE(m_directory.exists(QStringLiteral("here")));
-}
-
-class GetResumeTest : public GetTest
-{
-protected:
-    static constexpr qint64 fileSize = (100 << 20) + 12345; // bytes; enough to be stopped on the way
-
-    void SetUp() override
-    {
-        GetTest::SetUp();
-        m_content = pattern(fileSize);
-        ASSERT_TRUE(m_directory.write(QStringLiteral("srv/big"), m_content));
-        m_partial = VESK::temporaryPath(target() + QStringLiteral("/big"));
-    }
-
-    std::unique_ptr<Program> start(const ServerProgram &server) const
-    {
-        return std::make_unique<Program>(QStringList{QStringLiteral("get"), QStringLiteral("--json"),
-                                                     server.url(QStringLiteral("srv/big")), target()});
-    }
-
-    bool waitForPercent(int percent) const
-    {
-        return waitUntil([&] { return sizeOf(m_partial) >= fileSize * percent / 100; });
-    }
-
-    void expectResumed(Program &client, qint64 atLeast)
-    {
-        EXPECT_EQ(client.waitForEnd(), 0) << qPrintable(client.err());
-        const QJsonObject file = client.event(QStringLiteral("file"));
-        const auto from = static_cast<qint64>(file.value(QStringLiteral("from")).toDouble());
-        const auto moved = static_cast<qint64>(file.value(QStringLiteral("moved")).toDouble());
-        EXPECT_GE(from, atLeast);
-        EXPECT_EQ(from + moved, fileSize);
-        EXPECT_TRUE(m_directory.read(QStringLiteral("here/big")) == m_content);
-        EXPECT_FALSE(QFile::exists(m_partial));
-    }
-
-    QByteArray m_content;
-    QString m_partial;
-};
-
-TEST_F(GetResumeTest, ReceivesOnlyWhatIsMissingAfterTheClientWasKilled)
-{
-    ServerProgram server(served());
-    qint64 kept = 0;
-    for (const int percent : {10, 50}) {
-        const auto client = start(server);
-        ASSERT_TRUE(waitForPercent(percent)) << qPrintable(client->err());
-        client->kill();
-        ASSERT_FALSE(m_directory.exists(QStringLiteral("here/big"))) << "it was through too early";
-        EXPECT_GT(sizeOf(m_partial), kept);
-        kept = sizeOf(m_partial);
-    }
-    expectResumed(*start(server), kept);
-}
-
-TEST_F(GetResumeTest, GoesOnByItselfAfterTheServerWasKilledAndStartedAgain)
-{
-    auto server = std::make_unique<ServerProgram>(served());
-    const quint16 port = server->port();
-    const auto client = start(*server);
-    ASSERT_TRUE(waitForPercent(20)) << qPrintable(client->err());
-    server->program().kill();
-    const qint64 kept = sizeOf(m_partial);
-    server = std::make_unique<ServerProgram>(served(), port);
-    ASSERT_EQ(server->port(), port);
-    expectResumed(*client, kept);
-    EXPECT_THAT(client->err().toStdString(), HasSubstr("Trying again"));
-}
-
-TEST_F(GetResumeTest, GivesUpWhenTheServerStaysAway)
-{
-    ServerProgram server(served());
-    Program client({QStringLiteral("get"), QStringLiteral("--retries"), QStringLiteral("1"),
-                    server.url(QStringLiteral("srv/big")), target()});
-    ASSERT_TRUE(waitForPercent(5));
-    server.program().kill();
-    EXPECT_EQ(client.waitForEnd(), 9);
-    EXPECT_THAT(client.err().toStdString(), HasSubstr("is kept"));
-    EXPECT_GT(sizeOf(m_partial), 0);
-
-    Program late({QStringLiteral("get"), server.url(QStringLiteral("srv/big")), target()});
-    EXPECT_EQ(late.waitForEnd(), 3);
-    EXPECT_THAT(late.err().toStdString(), HasSubstr("refuses connections"));
-}
-
-TEST_F(GetResumeTest, KeepsThePartialFileWhenInterrupted)
-{
-    ServerProgram server(served());
-    const auto client = start(server);
-    ASSERT_TRUE(waitForPercent(10));
-    client->signal(SIGINT);
-    EXPECT_EQ(client->waitForEnd(10000), 128 + SIGINT) << qPrintable(client->err());
-    EXPECT_THAT(client->err().toStdString(), HasSubstr("Run the same command again"));
-    const qint64 kept = sizeOf(m_partial);
-    ASSERT_GT(kept, 0);
-    expectResumed(*start(server), kept);
 }
 
 } // namespace

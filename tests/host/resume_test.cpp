@@ -1,10 +1,4 @@
-#include "tests/host/program.h"
-
-#include "tests/support/temp_dir.h"
-
-#include "vesk_base/paths.h"
-
-#include <QtCore/QFile>
+#include "tests/host/interrupted_transfer.h"
 
 #include <gmock/gmock.h>
 
@@ -17,18 +11,13 @@ using testing::HasSubstr;
 namespace
 {
 
-class ResumeTest : public testing::Test
+class ResumeTest : public InterruptedTransfer
 {
 protected:
-    static constexpr qint64 fileSize = (100 << 20) + 12345; // bytes; enough to be stopped on the way
-
-    void SetUp() override
+    ResumeTest()
+        : InterruptedTransfer(QStringLiteral("big"), QStringLiteral("in/big"))
     {
-        ASSERT_TRUE(m_directory.mkdir(QStringLiteral("in")));
-        m_content = pattern(fileSize);
-        ASSERT_TRUE(m_directory.write(QStringLiteral("big"), m_content));
-        m_file = m_directory.path(QStringLiteral("big"));
-        m_partial = VESK::temporaryPath(m_directory.path(QStringLiteral("in/big")));
+        EXPECT_TRUE(m_directory.mkdir(QStringLiteral("in")));
     }
 
     // The short limit is for a server that is up again before anybody notices that it was gone.
@@ -42,32 +31,16 @@ protected:
                 server.url(QStringLiteral("in"))};
     }
 
-    bool waitForPercent(int percent) const
+    // What the server's system had buffered counts as arrived, and may be all of the rest.
+    void expectRest(const QJsonObject &file, qint64 kept) const override
     {
-        return waitUntil([&] { return sizeOf(m_partial) >= fileSize * percent / 100; });
+        if (file.value(QStringLiteral("result")) == QStringLiteral("already-there"))
+            EXPECT_EQ(number(file, "moved"), 0);
+        else
+            InterruptedTransfer::expectRest(file, kept);
     }
 
-    void expectResumed(Program &client, qint64 atLeast)
-    {
-        EXPECT_EQ(client.waitForEnd(), 0) << qPrintable(client.err());
-        const QJsonObject file = client.event(QStringLiteral("file"));
-        const auto from = static_cast<qint64>(file.value(QStringLiteral("from")).toDouble());
-        const auto moved = static_cast<qint64>(file.value(QStringLiteral("moved")).toDouble());
-        // What the server's system had buffered counts as arrived, and may be all of the rest.
-        if (file.value(QStringLiteral("result")) == QStringLiteral("already-there")) {
-            EXPECT_EQ(moved, 0);
-        } else {
-            EXPECT_GE(from, atLeast);
-            EXPECT_EQ(from + moved, fileSize);
-        }
-        EXPECT_TRUE(m_directory.read(QStringLiteral("in/big")) == m_content);
-        EXPECT_FALSE(QFile::exists(m_partial));
-    }
-
-    TempDir m_directory;
-    QByteArray m_content;
-    QString m_file;
-    QString m_partial;
+    const QString m_file = m_directory.path(QStringLiteral("big"));
 };
 
 class KilledAtTest : public ResumeTest, public testing::WithParamInterface<int>
