@@ -282,7 +282,8 @@ TEST_P(Torture, EveryFailedCallIsOneErrorAndLeavesNothingOpen)
         EXPECT_EQ(failing.getStream(), nullptr);
         EXPECT_EQ(good.getStream(), nullptr);
         EXPECT_EQ(openDescriptors(), descriptors);
-        EXPECT_EQ(runningThreads(), threads);
+        // A thread that was joined is in the system's list for a moment still.
+        EXPECT_TRUE(eventually([&] { return runningThreads() <= threads; })) << runningThreads();
         const QStringList lines = log.lines(&failing).mid(earlier);
         if (call == none)
             undisturbed = otherLines(lines);
