@@ -2,7 +2,6 @@
 #include "tests/operation/support/operation_test.h"
 #include "tests/torture/failing_handler.h"
 
-#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
 
@@ -66,11 +65,6 @@ bool areInOrderAmong(const QStringList &all, const QStringList &lines)
             return false;
     }
     return true;
-}
-
-int runningThreads()
-{
-    return static_cast<int>(QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size());
 }
 
 QStringList errorsIn(const QStringList &lines)
@@ -282,7 +276,6 @@ TEST_P(Torture, EveryFailedCallIsOneErrorAndLeavesNothingOpen)
         EXPECT_EQ(failing.getStream(), nullptr);
         EXPECT_EQ(good.getStream(), nullptr);
         EXPECT_EQ(openDescriptors(), descriptors);
-        // A thread that was joined is in the system's list for a moment still.
         EXPECT_TRUE(eventually([&] { return runningThreads() <= threads; })) << runningThreads();
         const QStringList lines = log.lines(&failing).mid(earlier);
         if (call == none)

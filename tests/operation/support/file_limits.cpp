@@ -57,6 +57,11 @@ int openDescriptors()
     return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size() - 1;
 }
 
+int runningThreads()
+{
+    return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
+}
+
 FileSizeLimit::FileSizeLimit(unsigned long bytes)
 {
     std::signal(SIGXFSZ, SIG_IGN); // else the write would end the process
