@@ -14,7 +14,6 @@ namespace
 constexpr std::size_t screenColumns = 80;
 constexpr std::size_t screenLines = 30;
 constexpr std::size_t textColumn = 26; // where explanations begin
-constexpr std::size_t mostNameColumns = textColumn - 4; // a longer name stands on a line of its own
 
 using Lines = std::vector<std::string>;
 

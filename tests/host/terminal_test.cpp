@@ -86,9 +86,11 @@ TEST_F(TerminalTest, FollowsTheWidthInTheMiddleOfATransfer)
     for (const auto &[width, line] :
          {std::make_pair(40, narrowLine), std::make_pair(200, wideLine), std::make_pair(80, usualLine)}) {
         terminal.resize(width, height);
-        EXPECT_TRUE(waitUntil([&] { return terminal.count(line) == 1 && terminal.screen().size() == 1; }))
-            << width << ":\n"
-            << qPrintable(terminal.screen().join(QLatin1Char('\n')));
+        const auto isDrawn = [&terminal, &expected = line] {
+            return terminal.count(expected) == 1 && terminal.screen().size() == 1;
+        };
+        EXPECT_TRUE(waitUntil(isDrawn)) << width << ":\n"
+                                        << qPrintable(terminal.screen().join(QLatin1Char('\n')));
     }
 }
 
