@@ -186,7 +186,7 @@ void Downloader::takeFile(const RemoteAddress &source, const QString &top, const
     run(job);
 }
 
-void Downloader::run(TaskJob job)
+void Downloader::run(const TaskJob &job)
 {
     if (QFileInfo(job.localPath()).isDir()) {
         m_run.report().addFailure(

@@ -30,7 +30,7 @@ private:
     bool takeBatch(const ParamMap &batch);
     void takeEntries(const RemoteAddress &source, const QString &top);
     void takeFile(const RemoteAddress &source, const QString &top, const QString &path);
-    void run(TaskJob job);
+    void run(const TaskJob &job);
     [[nodiscard]] bool makeDirectory(const QString &path);
     TaskJob newJob(const RemoteAddress &source) const;
 

@@ -65,6 +65,7 @@ PingSample fastestSample(const std::vector<PingSample> &samples)
 double medianRoundTripMs(const std::vector<PingSample> &samples)
 {
     std::vector<double> times;
+    times.reserve(samples.size());
     for (const PingSample &sample : samples)
         times.push_back(sample.roundTripMs);
     std::sort(times.begin(), times.end());

@@ -292,13 +292,15 @@ void Session::warnOfRetry(const QString &what, double seconds)
 // Nobody has a connection. The first that gets one may do the task.
 Session::Step Session::waitAlone(double seconds, TaskEnd *end)
 {
-    for (double left = seconds; left > 0; left -= lookSeconds) {
+    double left = seconds;
+    while (left > 0) {
         if (!m_context.interruption.wait(std::min(left, lookSeconds))) {
             end->kind = TaskEnd::Kind::Interrupted;
             return Step::End;
         }
         if (othersAreConnected())
             return defer(0, end);
+        left -= lookSeconds;
     }
     return Step::Again;
 }

@@ -11,6 +11,8 @@
 namespace VESK::Test
 {
 
+TempDir::TempDir() = default; // here, so that a constant one needs no braces
+
 QString TempDir::path(const QString &name) const
 {
     const QString root = QFileInfo(m_directory.path()).canonicalFilePath();

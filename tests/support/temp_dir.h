@@ -14,7 +14,7 @@ namespace VESK::Test
 class TempDir
 {
 public:
-    TempDir() {} // not `= default`, so that a constant one needs no braces
+    TempDir();
 
     /// The absolute path of `name`, or of the directory itself; without links on the way.
     QString path(const QString &name = QString()) const;
