@@ -20,7 +20,7 @@ std::string plain(const std::string &text)
 
 std::string sentence(const CLI::Option &option)
 {
-    const std::string text = option.get_description();
+    const std::string &text = option.get_description();
     const std::string value = option.get_default_str();
     const bool isTold = text.find("default") != std::string::npos;
     const bool hasDefault = !value.empty() && !isTold && valueKind(option) != ValueKind::Flag;

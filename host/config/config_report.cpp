@@ -187,6 +187,7 @@ std::vector<ConfigProblem> checkEnvironment(CLI::App &scratch)
             : QStringLiteral("no option has this variable (did you mean %1?)").arg(escaped(meant));
     }
     std::vector<ConfigProblem> problems;
+    problems.reserve(faults.size());
     for (const auto &[variable, what] : faults)
         problems.push_back({0, QStringLiteral("%1: %2").arg(escaped(variable), what)});
     return problems;

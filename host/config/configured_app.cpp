@@ -34,6 +34,7 @@ std::vector<EffectiveSetting> byPrecedence(const std::vector<Setting> &settings,
                                            const std::string &remote)
 {
     std::vector<EffectiveSetting> found;
+    found.reserve(settings.size());
     for (const Setting &setting : settings)
         found.push_back(lookUp(setting, file, remote));
     std::stable_sort(found.begin(), found.end(),

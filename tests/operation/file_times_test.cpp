@@ -1,6 +1,6 @@
 #include "tests/operation/support/operation_test.h"
 
-#include "tests/operation/support/file_limits.h"
+#include "tests/support/ordinary_user.h"
 
 #include "vesk_2_0_0/handler/app_path.h"
 #include "vesk_2_0_0/handler/file_times.h"

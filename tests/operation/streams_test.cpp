@@ -1,6 +1,7 @@
 #include "tests/operation/support/operation_test.h"
 
 #include "tests/operation/support/file_limits.h"
+#include "tests/support/ordinary_user.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QDir>

@@ -1,39 +1,33 @@
 #include "tests/support/ordinary_user.h"
 
-#include <cstdio>
-#include <grp.h>
-#include <pwd.h>
-#include <sys/wait.h>
+#include <sys/fsuid.h>
 #include <unistd.h>
+
+#include <thread>
 
 namespace VESK::Test
 {
 
-namespace
+void becomeOrdinaryUser()
 {
-
-constexpr int exitTrue = 10; // a number that no tool ends a process with
-
-bool dropRights(const passwd *user)
-{
-    if (getuid() != 0)
-        return true;
-    return user != nullptr && setgroups(0, nullptr) == 0 && setgid(user->pw_gid) == 0
-        && setuid(user->pw_uid) == 0;
+    constexpr unsigned int nobody = 65534;
+    if (::geteuid() != 0)
+        return;
+    ::setfsgid(nobody);
+    ::setfsuid(nobody); // takes the rights to override permissions away, too
 }
 
-} // namespace
-
+// No process of its own: a child of a program with several threads can wait for ever for a lock that one of
+// the others held.
 bool holdsForOrdinaryUser(const std::function<bool()> &check)
 {
-    const passwd *const nobody = getpwnam("nobody"); // before the fork: it takes locks
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(dropRights(nobody) && check() ? exitTrue : 1);
-    int status = 0;
-    if (child < 0 || waitpid(child, &status, 0) != child)
-        return false;
-    return WIFEXITED(status) && WEXITSTATUS(status) == exitTrue;
+    bool holds = false;
+    std::thread user([&] {
+        becomeOrdinaryUser();
+        holds = check();
+    });
+    user.join();
+    return holds;
 }
 
 } // namespace VESK::Test

@@ -1,7 +1,7 @@
 #include "tests/faults/support/file_task.h"
 
-#include "tests/operation/support/file_limits.h"
 #include "tests/support/background.h"
+#include "tests/support/ordinary_user.h"
 #include "tests/support/udt_pair.h"
 
 #include <QtCore/QFileInfo>

@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <fcntl.h>
-#include <sys/fsuid.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -42,15 +41,6 @@ unsigned long numberAfter(unsigned long count)
 }
 
 } // namespace
-
-void becomeOrdinaryUser()
-{
-    constexpr unsigned int nobody = 65534;
-    if (::geteuid() != 0)
-        return;
-    ::setfsgid(nobody);
-    ::setfsuid(nobody); // takes the rights to override permissions away, too
-}
 
 int openDescriptors()
 {

@@ -3,11 +3,6 @@
 namespace VESK::Test
 {
 
-/// Gives the calling thread the file permissions of an ordinary user, for the rest of its life: Linux keeps
-/// the identity that file access is checked against for each thread. Nothing changes when the program does
-/// not run as root.
-void becomeOrdinaryUser();
-
 /// The descriptors that this process has open.
 int openDescriptors();
 

@@ -1,6 +1,6 @@
 #include "tests/operation/support/operation_test.h"
 
-#include "tests/operation/support/file_limits.h"
+#include "tests/support/ordinary_user.h"
 
 #include <thread>
 
