@@ -56,7 +56,7 @@ Lines wrapped(const std::string &text, std::size_t width)
 
 std::string explanationOf(const CLI::Option &option)
 {
-    const std::string text = option.get_description();
+    const std::string &text = option.get_description();
     const std::string value = option.get_default_str();
     const bool isTold = text.find("default") != std::string::npos;
     return value.empty() || isTold || valueKind(option) == ValueKind::Flag

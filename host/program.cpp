@@ -71,7 +71,7 @@ void addVerbs(CLI::App &app, GlobalOptions &global, int &exitCode)
 // Wrong use may be noticed before options are understood.
 bool seemsToWantEvents(int argc, char **argv)
 {
-    const char *variable = std::getenv("VESK_JSON");
+    const char *variable = std::getenv("VESK_JSON"); // NOLINT(concurrency-mt-unsafe): before any other thread
     const bool isSaid = std::find(argv + 1, argv + argc, std::string_view("--json")) != argv + argc;
     return isSaid || (variable && isTrue(variable));
 }

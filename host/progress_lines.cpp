@@ -188,6 +188,7 @@ QStringList progressLines(const RunProgress &run, int width, int height)
     const int room = qMax(0, height - 1 - (hasTotal ? 1 : 0));
     const int taskLines = qMin(static_cast<int>(run.tasks.size()), qMin(maxTaskLines, room));
     std::vector<Row> rows;
+    rows.reserve(static_cast<std::size_t>(taskLines) + 1);
     for (int i = 0; i < taskLines; ++i)
         rows.push_back(taskRow(run.tasks[static_cast<std::size_t>(i)], width));
     if (hasTotal)

@@ -54,6 +54,7 @@ int systemPathLimit(int descriptor, int family)
 void forbidFragments(int descriptor, int family)
 {
     const bool isIpv6 = family == AF_INET6;
+    // NOLINTNEXTLINE(bugprone-branch-clone): the two happen to have one value
     const int how = isIpv6 ? IPV6_PMTUDISC_DO : IP_PMTUDISC_DO;
     const int level = isIpv6 ? IPPROTO_IPV6 : IPPROTO_IP;
     // Without it the datagrams are broken up on the way, and the limit stays that of this machine.

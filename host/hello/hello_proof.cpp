@@ -64,7 +64,8 @@ private:
     std::array<unsigned char, size> m_bytes{};
 };
 
-static_assert(DerivedKey::size == crypto_auth_KEYBYTES && DerivedKey::size == crypto_secretbox_KEYBYTES);
+static_assert(DerivedKey::size == crypto_auth_KEYBYTES);
+static_assert(DerivedKey::size == crypto_secretbox_KEYBYTES);
 
 const QString &labelOf(Role role)
 {

@@ -34,6 +34,7 @@ std::vector<QByteArray> namesIn(const QByteArray &path)
 {
     std::vector<QByteArray> names;
     const OpenDirectory directory(::opendir(path.constData()), &::closedir);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread reads this directory's stream
     while (const dirent *const entry = directory ? ::readdir(directory.get()) : nullptr) {
         const QByteArray name(entry->d_name);
         const bool mayBeDirectory =

@@ -7,7 +7,8 @@ namespace VESK::Host
 
 void limitHeaps()
 {
-    (void)::mallopt(M_ARENA_MAX, 2); // it fails for values only that make no sense
+    // It fails for values only that make no sense. NOLINTNEXTLINE(concurrency-mt-unsafe): at the start
+    (void)::mallopt(M_ARENA_MAX, 2);
 }
 
 void returnFreedMemory()

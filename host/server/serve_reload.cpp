@@ -19,6 +19,8 @@ std::optional<ServeOptions> rereadServeOptions(const TreeBuilder &build, const Q
     };
     std::vector<QByteArray> texts;
     std::vector<const char *> words;
+    texts.reserve(static_cast<std::size_t>(arguments.size()));
+    words.reserve(texts.capacity());
     for (const QString &argument : arguments)
         texts.push_back(argument.toUtf8());
     for (const QByteArray &text : texts)
