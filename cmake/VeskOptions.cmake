@@ -19,7 +19,7 @@ if(VESK_SANITIZE)
     add_compile_options(-fsanitize=${VESK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1)
     add_link_options(-fsanitize=${VESK_SANITIZE})
     if(VESK_SANITIZE MATCHES address)
-        # The checks have 600,000 addresses to relocate, a fifth of the processor time of each start otherwise.
+        # The checks have 600,000 addresses to relocate, a quarter of the processor time of each start otherwise.
         add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-no-pie>)
     endif()
 endif()

@@ -18,11 +18,11 @@ std::optional<ServeOptions> rereadServeOptions(const TreeBuilder &build, const Q
         build(root, global, exitCode);
     };
     std::vector<QByteArray> texts;
-    std::vector<const char *> words;
     texts.reserve(static_cast<std::size_t>(arguments.size()));
-    words.reserve(texts.capacity());
     for (const QString &argument : arguments)
         texts.push_back(argument.toUtf8());
+    std::vector<const char *> words;
+    words.reserve(texts.size());
     for (const QByteArray &text : texts)
         words.push_back(text.constData());
     ConfiguredApp app(takeInstead);
