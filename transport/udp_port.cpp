@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 
 namespace VESK
 {
@@ -16,7 +15,7 @@ bool bindUdpPort(const UdtSocket &socket, const SocketAddress &address, const Tr
 {
     const int port = ::socket(address.family(), SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (port < 0 || !attachHandshakeFilter(port) || ::bind(port, address.data(), address.size()) != 0) {
-        *error = QString::fromLocal8Bit(std::strerror(errno));
+        *error = qt_error_string(errno);
         if (port >= 0)
             ::close(port);
         return false;

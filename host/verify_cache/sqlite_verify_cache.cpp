@@ -119,16 +119,16 @@ void SqliteVerifyCache::write()
         giveUp(m_database->error());
 }
 
-// Once something is wrong, nothing that the file says is of worth. The reason is a copy, since it may be the
-// database's own.
-void SqliteVerifyCache::giveUp(QString why)
+// Once something is wrong, nothing that the file says is of worth.
+void SqliteVerifyCache::giveUp(const QString &why)
 {
-    m_database.reset();
-    m_pending.values.clear();
-    m_warn(
+    const QString warning =
         QStringLiteral("the cache of verification values %1 is not used: %2. Files are read again instead; "
                        "the cache may be deleted at any time.")
-            .arg(escaped(m_path), why));
+            .arg(escaped(m_path), why);
+    m_database.reset(); // and `why` with it, where it is the database's own
+    m_pending.values.clear();
+    m_warn(warning);
 }
 
 } // namespace VESK::Host

@@ -53,7 +53,7 @@ private:
     void put(const FileState &state, const QString &algorithm, const QString &value);
     void keep(const FileState &state, const QString &algorithm, const QString &value);
     void write();
-    void giveUp(QString why);
+    void giveUp(const QString &why);
 
     const QString m_path;
     const Warn m_warn;

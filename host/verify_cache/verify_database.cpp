@@ -19,7 +19,7 @@ namespace
 
 constexpr int formatVersion = 1;
 constexpr int busyTimeoutMs = 2000; // another process writes for some milliseconds at a time
-constexpr qint64 useStepMs = 24 * 3600 * 1000; // how exactly it is known when a value was last of use
+constexpr qint64 useStepMs = qint64(24) * 3600 * 1000; // how exactly it is known when a value was last of use
 
 // A row per file and algorithm: a changed file takes the place of what it was.
 constexpr char createTable[] = "CREATE TABLE IF NOT EXISTS verify_value("

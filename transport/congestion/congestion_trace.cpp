@@ -31,6 +31,7 @@ const char *nameOf(RateModel::State state)
 
 CongestionTrace::CongestionTrace()
 {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no program of this project changes its environment
     if (const char *const path = std::getenv("VESK_CONGESTION_TRACE"))
         m_file = std::fopen(path, "ae");
     if (m_file)

@@ -66,6 +66,7 @@ constexpr double rttProbeGain = 0.5;
 
 // Feedback comes this late at most, and the window must not be used up by that.
 constexpr TimeUs feedbackDelay = 4000;
+constexpr TimeUs meanFeedbackDelay = feedbackDelay / 2;
 
 } // namespace
 
@@ -244,7 +245,7 @@ void RateModel::checkShare(TimeUs now, int inFlight)
         enterProbe(now, upPhase);
         return;
     }
-    const auto unqueued = static_cast<double>(m_queue.minRttUs() + feedbackDelay / 2);
+    const auto unqueued = static_cast<double>(m_queue.minRttUs() + meanFeedbackDelay);
     const double rtt = unqueued + static_cast<double>(m_queue.standingUs());
     const double packets = std::max(sharePackets, lineRate() * shareSeconds);
     m_shareWindow += shareStep * (m_shareWindow * unqueued / rtt + packets - m_shareWindow);
@@ -319,7 +320,7 @@ double RateModel::pacingRate() const
         return std::max(m_shareWindow * 1e6
                             / static_cast<double>(m_queue.minRttUs()
                                                   + std::min(m_queue.latestUs(), 2 * m_queue.standingUs())
-                                                  + feedbackDelay / 2),
+                                                  + meanFeedbackDelay),
                         minRate);
     const double rate = std::max(m_rate.value() * m_gain, minRate);
     return m_state == State::Startup ? startupRate(rate) : rate;
