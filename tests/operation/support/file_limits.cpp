@@ -1,7 +1,9 @@
 #include "tests/operation/support/file_limits.h"
 
 #include <QtCore/QDir>
+#include <QtCore/QFile>
 
+#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -40,6 +42,19 @@ unsigned long numberAfter(unsigned long count)
     return limit;
 }
 
+/// Whether the thread is there and has not begun to end. One that was joined is listed for a moment still.
+bool isRunning(const QString &thread)
+{
+    constexpr int flagsAfterName = 7; // the name, in brackets, may hold spaces
+    constexpr unsigned int exiting = 4; // PF_EXITING, set before anybody learns that the thread has ended
+    QFile status("/proc/self/task/" + thread + "/stat");
+    if (!status.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray text = status.readAll();
+    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 1).split(' ');
+    return fields.size() > flagsAfterName && (fields.at(flagsAfterName).toUInt() & exiting) == 0;
+}
+
 } // namespace
 
 int openDescriptors()
@@ -49,7 +64,8 @@ int openDescriptors()
 
 int runningThreads()
 {
-    return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
+    const QStringList threads = QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    return static_cast<int>(std::count_if(threads.begin(), threads.end(), isRunning));
 }
 
 FileSizeLimit::FileSizeLimit(unsigned long bytes)

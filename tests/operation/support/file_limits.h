@@ -6,7 +6,7 @@ namespace VESK::Test
 /// The descriptors that this process has open.
 int openDescriptors();
 
-/// The threads of this process, as the system counts them: one that was joined is there for a moment still.
+/// The threads of this process that have not ended.
 int runningThreads();
 
 /// While it lives, a file of this process cannot grow beyond `bytes`: a write that would, fails, as on a
