@@ -179,7 +179,7 @@ TEST_P(Kill, AtAnyMomentTheNextTaskGoesOnToTheWholeFile)
     qint64 longest = m_taskMs + 1;
 
     int cut = 0; // rounds that left a partial file
-    // On a machine whose load changes, many rounds in a row may miss: there is more than one try for each.
+    // Where the load changes, all rounds may miss: more follow until a kill has fallen into a transfer.
     for (int round = 1; round <= rounds || (cut == 0 && round <= 10 * rounds); ++round) {
         SCOPED_TRACE(testing::Message() << "round " << round);
         const QByteArray content = pattern(size, static_cast<quint64>(round));
